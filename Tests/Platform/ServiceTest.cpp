@@ -14,7 +14,7 @@ struct Greeter {
 };
 
 struct NumberedGreeter : Greeter {
-    explicit NumberedGreeter(int value) : value(value) {}
+    explicit NumberedGreeter(int given) : value(given) {}
     int number() const override { return value; }
     int value;
 };
