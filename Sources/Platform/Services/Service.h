@@ -8,14 +8,14 @@ namespace KVBase
 {
 
 /// The one seam between the library and the operating system: every service is asked through
-/// `Service<Interface>::current()`. `Interface` declares `static Interface *makeDefault()`, which is called at
-/// most once, on first use; that object is never destroyed, so a service works until the process ends.
+/// `Service<Interface>::current()`. `Interface` declares `static Interface *makeDefault()`, which is called
+/// at most once, on first use; that object is never destroyed, so a service works until the process ends.
 ///
 /// An interface's header declares `extern template class KV_EXPORT Service<Interface>;` and its source file
-/// defines `template class KV_EXPORT Service<Interface>;`, so that there is one pointer for the whole process.
+/// defines `template class KV_EXPORT Service<Interface>;`, so that there is one pointer for the whole
+/// process.
 template <class Interface>
-class Service
-{
+class Service {
 public:
     /// Never null. Any thread; does not block but for the first call, which makes the default.
     static Interface *current() noexcept
@@ -40,11 +40,10 @@ private:
     static inline std::atomic<Interface *> pointer{nullptr};
 };
 
-/// Replaces a service while it lives and restores the previous one; guards nest. The stub is not owned and may
-/// be called from every thread that uses the service.
+/// Replaces a service while it lives and restores the previous one; guards nest. The stub is not owned and
+/// may be called from every thread that uses the service.
 template <class Interface>
-class ScopedService
-{
+class ScopedService {
 public:
     explicit ScopedService(Interface *stub) : previous(Service<Interface>::exchange(stub)) {}
     ~ScopedService() { Service<Interface>::exchange(previous); }

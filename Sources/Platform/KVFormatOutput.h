@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QtCore/QByteArrayView>
+#include <QtCore/QString>
+
+#include <cstddef>
+
+namespace KVBase
+{
+
+struct KVFormatView;
+class KVFormatArgument;
+
+/// Where the formatter puts what it makes, piece by piece.
+class KVFormatOutput {
+public:
+    virtual ~KVFormatOutput() = default;
+    virtual void putUtf16(QStringView text) = 0;
+    /// `bytes` may be broken; what is no UTF-8 reads as U+FFFD.
+    virtual void putUtf8(QByteArrayView bytes) = 0;
+    virtual void putAscii(QByteArrayView text) = 0;
+    virtual void putBlanks(std::size_t count, char blank) = 0;
+};
+
+/// Fills in `format`; see `KVFormatString`.
+void formatInto(KVFormatOutput &output, const KVFormatView &format, const KVFormatArgument *arguments,
+                std::size_t count);
+
+} // namespace KVBase
