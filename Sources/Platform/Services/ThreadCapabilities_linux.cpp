@@ -25,7 +25,7 @@ struct ApplicationThread final : ThreadCapabilities {
 
 } // namespace
 
-template class KV_EXPORT Service<ThreadCapabilities>;
+template class Service<ThreadCapabilities>;
 
 ThreadCapabilities::~ThreadCapabilities() = default;
 
