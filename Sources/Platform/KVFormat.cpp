@@ -11,6 +11,8 @@
 namespace KVBase
 {
 
+KVFormatOutput::~KVFormatOutput() = default;
+
 namespace
 {
 

@@ -93,7 +93,7 @@ QString describe(const QDateTime &date)
     const int minutes = offset < 0 ? -offset : offset;
     return local.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss ")) +
            QStringLiteral("%1%2%3")
-               .arg(offset < 0 ? u'-' : u'+')
+               .arg(QLatin1Char(offset < 0 ? '-' : '+'))
                .arg(minutes / 60, 2, 10, QLatin1Char('0'))
                .arg(minutes % 60, 2, 10, QLatin1Char('0'));
 }

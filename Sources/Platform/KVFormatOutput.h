@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KVBase/KVExport.h>
+
 #include <QtCore/QByteArrayView>
 #include <QtCore/QString>
 
@@ -12,9 +14,9 @@ struct KVFormatView;
 class KVFormatArgument;
 
 /// Where the formatter puts what it makes, piece by piece.
-class KVFormatOutput {
+class KV_EXPORT KVFormatOutput {
 public:
-    virtual ~KVFormatOutput() = default;
+    virtual ~KVFormatOutput();
     virtual void putUtf16(QStringView text) = 0;
     /// `bytes` may be broken; what is no UTF-8 reads as U+FFFD.
     virtual void putUtf8(QByteArrayView bytes) = 0;
@@ -23,7 +25,7 @@ public:
 };
 
 /// Fills in `format`; see `KVFormatString`.
-void formatInto(KVFormatOutput &output, const KVFormatView &format, const KVFormatArgument *arguments,
-                std::size_t count);
+KV_EXPORT void formatInto(KVFormatOutput &output, const KVFormatView &format,
+                          const KVFormatArgument *arguments, std::size_t count);
 
 } // namespace KVBase

@@ -2,7 +2,8 @@
 
 #include "Platform/KVFormatOutput.h"
 
-#include <array>
+#include <KVBase/KVExport.h>
+
 #include <cstddef>
 #include <memory>
 
@@ -10,9 +11,9 @@ namespace KVBase
 {
 
 /// Collects a formatted text as UTF-8. Texts of the usual length need no memory of their own.
-class KVFormatUtf8 final : public KVFormatOutput {
+class KV_EXPORT KVFormatUtf8 final : public KVFormatOutput {
 public:
-    KVFormatUtf8() : bytes(local.data()), capacity(local.size()) {}
+    KVFormatUtf8() : bytes(local), capacity(sizeof local) {}
     KVFormatUtf8(const KVFormatUtf8 &) = delete;
     KVFormatUtf8 &operator=(const KVFormatUtf8 &) = delete;
 
@@ -35,7 +36,7 @@ private:
     void append(QByteArrayView text);
     void endPair();
 
-    std::array<char, 1024> local;
+    char local[1024];
     std::unique_ptr<char[]> heap;
     char *bytes;
     std::size_t capacity;

@@ -227,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(
         RunTimeCase{"AnUnknownNumber", "%3$@ %2$@", "%3$@ x"}, RunTimeCase{"NumberZero", "%0$@", "%0$@"},
         RunTimeCase{"AnUnfinishedNumber", "%1$", "%1$"}, RunTimeCase{"UnknownLetters", "%y %Z %d", "%y %Z 5"},
         RunTimeCase{"ForeignLetters", "%ä %d", "%ä 5"}, RunTimeCase{"Nothing", "", ""}),
-    [](const auto &info) { return std::string(info.param.name); });
+    [](const auto &row) { return std::string(row.param.name); });
 
 TEST(KVFormatTest, LeavesAFormatWithoutArgumentsButForPercentSigns)
 {
