@@ -67,6 +67,7 @@ public:
     QString localizedStringForKey(const QString &key, const QString &value, const QString &table) const;
 
 private:
+    friend struct BundleStrings;
     explicit NSBundle(const QString &path);
 
     struct Private;
