@@ -35,6 +35,14 @@ target_link_libraries(KVBase PUBLIC Qt6::Core Qt6::Gui
                       PRIVATE PkgConfig::PLIST PkgConfig::HWY PkgConfig::ICU PkgConfig::PCI Threads::Threads dl)
 # libcurl is opened at the first post: linking it would cost every program that starts.
 target_include_directories(KVBase PRIVATE ${CURL_INCLUDE_DIRS})
+# Release builds report a failed assertion and go on.
+target_compile_definitions(KVBase PRIVATE $<$<NOT:$<CONFIG:Debug>>:NS_BLOCK_ASSERTIONS>)
+# Kernels: sizeless vectors are not supported; under a sanitizer, which slows compiling, two instruction sets do.
+set(disabled_targets "HWY_RVV|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128")
+if(KVBASE_SANITIZER)
+  string(APPEND disabled_targets "|HWY_SSSE3|HWY_SSE4|HWY_AVX3")
+endif()
+target_compile_definitions(KVBase PRIVATE "HWY_DISABLED_TARGETS=(${disabled_targets})")
 target_link_options(KVBase PRIVATE $<$<STREQUAL:${KVBASE_SANITIZER},>:LINKER:--no-undefined>)
 
 file(GLOB_RECURSE resource_files CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Resources

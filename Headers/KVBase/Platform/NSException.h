@@ -13,6 +13,7 @@ namespace KVBase
 inline constexpr QLatin1StringView NSRangeException{"NSRangeException"};
 inline constexpr QLatin1StringView NSInvalidArgumentException{"NSInvalidArgumentException"};
 inline constexpr QLatin1StringView NSGenericException{"NSGenericException"};
+inline constexpr QLatin1StringView NSInternalInconsistencyException{"NSInternalInconsistencyException"};
 
 /// The platform's exception: a name and a reason. Thrown by value and caught by reference; copying never throws.
 /// `KVException` is not one of them.
