@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KVBase/KVExport.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,6 +22,6 @@ struct MountPoint {
 std::vector<MountPoint> mountTable();
 
 /// The mounts that a table in the kernel's form ("mountinfo") lists; lines of another form are left out.
-std::vector<MountPoint> parseMountTable(std::string_view text);
+KV_EXPORT std::vector<MountPoint> parseMountTable(std::string_view text);
 
 } // namespace KVBase

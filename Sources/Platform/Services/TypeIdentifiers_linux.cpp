@@ -1,6 +1,7 @@
 #include "Platform/Services/TypeIdentifiers.h"
 
 #include "Platform/NSPathUtilities.h"
+#include "Platform/Services/FileManager.h"
 #include "Platform/Services/TypeTable.h"
 
 #include <QtCore/QMimeDatabase>
@@ -133,11 +134,14 @@ public:
         const auto status = statusOf(path);
         if (!status)
             return {};
+        // A final link stands for its target, whose name counts.
+        const QString resolved = Service<FileManager>::current()->resolve(path);
+        const QString &named = resolved.isNull() ? path : resolved;
         if (S_ISDIR(status->st_mode))
-            return typeOfFolder(path);
+            return typeOfFolder(named);
         if (!S_ISREG(status->st_mode))
             return kItem;
-        return typeOfRegularFile(path, (status->st_mode & 0111) != 0);
+        return typeOfRegularFile(named, (status->st_mode & 0111) != 0);
     }
 
     QString preferredIdentifier(const QString &extension) override

@@ -2,9 +2,8 @@
 
 #include "Platform/FileDescriptor.h"
 #include "Platform/NSPathUtilities.h"
+#include "Platform/Services/Folders.h"
 #include "Platform/Services/MountTable_linux.h"
-
-#include <QtCore/QDir>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -191,7 +190,7 @@ private:
     static std::vector<std::string> temporaryParents(const Volume &volume)
     {
         std::vector<std::string> parents;
-        if (const auto usual = fileSystemRepresentation(QDir::tempPath()))
+        if (const auto usual = fileSystemRepresentation(Service<Folders>::current()->temporaryFolder()))
             parents.push_back(usual->toStdString());
         parents.push_back(volume.top);
         for (const MountPoint &mount : mountTable()) {

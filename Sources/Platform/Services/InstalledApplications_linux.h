@@ -1,0 +1,24 @@
+#pragma once
+
+#include <KVBase/Platform/MacTypes.h>
+
+#include <QtCore/QString>
+
+namespace KVBase
+{
+
+/// The four characters of a creator code, the highest byte first; what no text holds becomes "?".
+QString creatorText(OSType creator);
+
+/// The bundle whose Info.plist has that "CFBundleSignature", else nil. Looked for in the application folders
+/// and in
+/// `<data folder>/<name>`, the user's first.
+QString bundleWithSignature(const QString &signature);
+
+/// The program of the desktop entry that has that "X-CreatorCode", else nil.
+QString programWithCreatorCode(const QString &code);
+
+/// The program of a bundle, absolute; nil when it has none.
+QString programOfBundle(const QString &bundlePath);
+
+} // namespace KVBase

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <KVBase/KVExport.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+namespace KVBase
+{
+
+/// The shell's command that waits for the process and starts the program. It reads its environment only, so
+/// no path can break out of it:
+///
+/// | Variable | Holds |
+/// |---|---|
+/// | LAUNCH_PATH | the bundle's path |
+/// | LAUNCH_PROGRAM | the program to start, absolute |
+/// | LAUNCH_PROCESS | the identifier of the process to wait for |
+/// | LAUNCH_START | the time at which that process started, which tells it from a later one of the same
+/// identifier | | LAUNCH_LANGUAGE | the value of LANGUAGE for the new process |
+KV_EXPORT QByteArray relaunchCommand();
+
+/// What has to be started to get this process's application again: the image file of an AppImage, else the
+/// link through which it was started, else its executable, a newer one in its place included.
+KV_EXPORT QString ownProgram();
+
+/// When this process started, in the kernel's units, as text; empty when the kernel does not say.
+KV_EXPORT QByteArray ownStartTime();
+
+/// The value that a variable had when this process started, whatever was set since; empty without one.
+KV_EXPORT QByteArray initialEnvironmentValue(const char *name);
+
+} // namespace KVBase
