@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KVBase/KVExport.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
@@ -32,6 +34,6 @@ private:
 };
 
 /// The name of `vendor`, or with `product` >= 0 of that vendor's product, in the text of a usb.ids file.
-QString nameInDeviceList(const QByteArray &list, int vendor, int product);
+KV_EXPORT QString nameInDeviceList(const QByteArray &list, int vendor, int product);
 
 } // namespace KVBase::Profile
