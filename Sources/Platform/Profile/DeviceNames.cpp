@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include <array>
+#include <cstdlib>
 
 namespace KVBase::Profile
 {
@@ -22,6 +23,10 @@ QString nameOrNothing(const char *name)
 {
     return name != nullptr ? QString::fromUtf8(name).simplified() : QString();
 }
+
+void keepQuiet(char *, ...) {}
+
+[[noreturn]] void outOfMemory(char *, ...) { std::abort(); }
 
 QByteArray numberKey(int number) { return QByteArray::number(number, 16).rightJustified(4, '0') + "  "; }
 
