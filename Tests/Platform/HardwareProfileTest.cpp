@@ -230,7 +230,7 @@ TEST(HardwareProfileTest, ListsTheDrivesBelowTheirSerialAtaController)
     ASSERT_EQ(drives.size(), 1);
     EXPECT_EQ(drives[0].toMap(), (QVariantMap{{QStringLiteral("_name"), QStringLiteral("QUICK DISK 500")},
                                               {QStringLiteral("Port"), qlonglong(3)},
-                                              {QStringLiteral("Capacity"), QStringLiteral("465.8 GB")},
+                                              {QStringLiteral("Capacity"), QStringLiteral("466 GB")},
                                               {QStringLiteral("Medium"), QStringLiteral("Solid state")},
                                               {QStringLiteral("Link Speed"), QStringLiteral("6.0 Gbps")}}));
 }

@@ -67,8 +67,13 @@ QString nameInDeviceList(const QByteArray &list, int vendor, int product)
 }
 
 // The bus is never scanned through libpci, which ends the process where there is none: only its names are
-// used.
-DeviceNames::DeviceNames() : pci(pci_alloc()) {}
+// used. What the scan would have prepared has to be there all the same.
+DeviceNames::DeviceNames() : pci(pci_alloc())
+{
+    pci->debug = keepQuiet;
+    pci->warning = keepQuiet;
+    pci->error = outOfMemory;
+}
 
 DeviceNames::~DeviceNames() { pci_cleanup(pci); }
 
