@@ -247,6 +247,9 @@ int collectModule(Dwfl_Module *module, void **, const char *name, Dwarf_Addr, vo
     entry.start = start;
     entry.end = end;
     entry.path = name;
+    // Only a file that is open has a build identifier to show.
+    GElf_Addr bias = 0;
+    dwfl_module_getelf(module, &bias);
     const unsigned char *bytes = nullptr;
     GElf_Addr place = 0;
     const int count = dwfl_module_build_id(module, &bytes, &place);
