@@ -27,7 +27,7 @@ namespace KVBase::PerformDeferred
 /// Default, modal panel and event tracking, in this order.
 KV_EXPORT const QStringList &commonRunLoopModes();
 
-/// The name under which a deferred selector is posted: "[0x5a3c10 refreshDisplay:]".
+/// The name under which a deferred selector is posted: "[0x5a3c10 refreshDisplay:]"; nil for nil.
 KV_EXPORT QString nameForSelector(const QObject *self, const KVSelector &selector);
 
 /// Makes `self` receive its deferred `selector`; twice makes two calls of each. Ends with `self`.

@@ -102,7 +102,6 @@ public:
     void wakeUp();
 
 private:
-    friend struct RunLoopAccess;
     std::shared_ptr<RunLoopCore> core;
 };
 

@@ -19,6 +19,10 @@ struct KV_EXPORT Clock {
     /// Time since some fixed moment that never goes backwards; what deadlines are counted in.
     virtual std::chrono::nanoseconds monotonic() = 0;
 
+    /// Whether time passes only when somebody says so; then a run loop waits for no deadline of its own
+    /// accord.
+    virtual bool standsStill() const { return false; }
+
     static Clock *makeDefault();
 };
 
