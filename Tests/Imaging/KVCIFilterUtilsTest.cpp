@@ -1,0 +1,158 @@
+#include <KVBase/KVCIFilterUtils.h>
+
+#include <KVBase/CIImageAdditions.h>
+#include <KVBase/Platform/NSClass.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+#include <vector>
+
+namespace KVBase
+{
+namespace
+{
+
+const QRgb kWhite = qRgb(255, 255, 255);
+const QRgb kGrey = qRgb(204, 204, 204);
+
+/// How long the run of one colour is that begins at (0, 0).
+int squareWidth(const Ref<CIImage> &image)
+{
+    // The pattern's corner lies at (150, 150).
+    const QImage row = image->render(NSMakeRect(150, 150, 40, 1));
+    int width = 1;
+    while (row.pixel(width, 0) == row.pixel(0, 0))
+        ++width;
+    return width;
+}
+
+TEST(KVCIFilterUtilsTest, SharesOneFilterInWhiteAndLightGrey)
+{
+    const Ref<CIFilter> filter = KVCIFilterUtils::sharedCheckerboardGeneratorFilter();
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(filter, KVCIFilterUtils::sharedCheckerboardGeneratorFilter());
+    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputColor0")).value<CIColor>(), (CIColor{1, 1, 1}));
+    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputColor1")).value<CIColor>(), (CIColor{0.8, 0.8, 0.8}));
+}
+
+TEST(KVCIFilterUtilsTest, MakesEachImageOnceWithItsOwnWidth)
+{
+    const Ref<CIImage> image = KVCIFilterUtils::sharedCheckerboardImage();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardGeneratorFilter()->valueForKey(QStringLiteral("inputWidth")),
+              9.0);
+    const Ref<CIImage> thumbnail = KVCIFilterUtils::sharedThumbnailCheckerboardImage();
+    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardGeneratorFilter()->valueForKey(QStringLiteral("inputWidth")),
+              5.0);
+    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardImage(), image);
+    EXPECT_EQ(KVCIFilterUtils::sharedThumbnailCheckerboardImage(), thumbnail);
+    EXPECT_NE(image, thumbnail);
+    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardGeneratorFilter()->valueForKey(QStringLiteral("inputWidth")),
+              5.0)
+        << "a kept image does not touch the filter";
+    EXPECT_EQ(squareWidth(image), 9);
+    EXPECT_EQ(squareWidth(thumbnail), 5);
+}
+
+TEST(KVCIFilterUtilsTest, RendersAnyRectangleOfAnImageWithoutEnd)
+{
+    const Ref<CIImage> image = KVCIFilterUtils::sharedCheckerboardImage();
+    EXPECT_TRUE(std::isinf(image->extent().size.width));
+    const QImage corner = image->render(NSMakeRect(149, 149, 2, 2));
+    // The square up and to the right of the corner has the first colour, and the one across it.
+    EXPECT_EQ(corner.pixel(1, 0), kWhite);
+    EXPECT_EQ(corner.pixel(0, 1), kWhite);
+    EXPECT_EQ(corner.pixel(0, 0), kGrey);
+    EXPECT_EQ(corner.pixel(1, 1), kGrey);
+    EXPECT_EQ(image->render(NSMakeRect(-1000000, -5, 3, 2)).size(), QSize(3, 2));
+    EXPECT_EQ(image->render(NSMakeRect(0.5f, 0.5f, 1, 1)).size(), QSize(2, 2));
+    EXPECT_TRUE(image->render(NSMakeRect(0, 0, 0, 5)).isNull());
+    EXPECT_TRUE(image->render(NSMakeRect(0, 0, NAN, 5)).isNull());
+    EXPECT_TRUE(image->render(image->extent()).isNull());
+}
+
+TEST(KVCIFilterUtilsTest, KnowsTheGeneratorAndItsDefaults)
+{
+    EXPECT_EQ(CIFilter::filterWithName(QStringLiteral("CINothing")), nullptr);
+    EXPECT_EQ(CIFilter::filterWithName(QString()), nullptr);
+    const Ref<CIFilter> filter = CIFilter::filterWithName(QStringLiteral("CICheckerboardGenerator"));
+    filter->setValue(3, QStringLiteral("inputWidth"));
+    filter->setValue(QStringLiteral("wide"), QStringLiteral("inputWidth"));
+    filter->setValue(1, QStringLiteral("inputNothing"));
+    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputWidth")), 3.0);
+    filter->setDefaults();
+    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputWidth")), 80.0);
+    EXPECT_FALSE(filter->valueForKey(QStringLiteral("inputNothing")).isValid());
+}
+
+TEST(KVCIFilterUtilsTest, SurvivesWidthsThatMakeNoSquares)
+{
+    const Ref<CIFilter> filter = CIFilter::filterWithName(QStringLiteral("CICheckerboardGenerator"));
+    for (const double width : {0.0, -4.0, static_cast<double>(NAN)}) {
+        filter->setValue(width, QStringLiteral("inputWidth"));
+        const auto image = filter->valueForKey(QStringLiteral("outputImage")).value<Ref<CIImage>>();
+        EXPECT_EQ(image->render(NSMakeRect(0, 0, 2, 2)).pixel(1, 1), kWhite) << width;
+    }
+}
+
+TEST(KVCIFilterUtilsThreads, MakeEachObjectOnce)
+{
+    std::vector<Ref<CIImage>> images(8);
+    std::vector<std::thread> threads;
+    for (Ref<CIImage> &image : images)
+        threads.emplace_back([&image] { image = KVCIFilterUtils::sharedCheckerboardImage(); });
+    for (std::thread &thread : threads)
+        thread.join();
+    for (const Ref<CIImage> &image : images)
+        EXPECT_EQ(image, images.front());
+}
+
+Ref<NSImage> sample()
+{
+    QImage picture(3, 2, QImage::Format_ARGB32_Premultiplied);
+    picture.fill(Qt::blue);
+    picture.setPixelColor(0, 0, Qt::red);
+    return NSImage::create(picture);
+}
+
+TEST(CIImageAdditionsTest, TurnsAnImageIntoABitmap)
+{
+    const Ref<NSBitmapImageRep> rep = CIImageAdditions::bitmap(sample());
+    ASSERT_NE(rep, nullptr);
+    EXPECT_EQ(rep->pixelsWide(), 3);
+    EXPECT_EQ(rep->pixelsHigh(), 2);
+    EXPECT_EQ(rep->toImage().pixelColor(0, 0), QColor(Qt::red));
+    EXPECT_EQ(CIImageAdditions::bitmap(nullptr), nullptr);
+    EXPECT_EQ(CIImageAdditions::bitmap(NSImage::create()), nullptr);
+}
+
+TEST(CIImageAdditionsTest, AnswersAnImageOfTheClassInTheRegistry)
+{
+    const Ref<KVBase::CIImage> image = CIImageAdditions::CIImage(sample());
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->extent(), NSMakeRect(0, 0, 3, 2));
+    const QImage picture = image->render(NSMakeRect(-1, 0, 3, 3));
+    EXPECT_EQ(picture.size(), QSize(3, 3));
+    EXPECT_EQ(picture.pixelColor(1, 1), QColor(Qt::red)) << "the top row lies at y 1";
+    EXPECT_EQ(picture.pixelColor(2, 2), QColor(Qt::blue));
+    EXPECT_EQ(qAlpha(picture.pixel(0, 1)), 0);
+    EXPECT_EQ(qAlpha(picture.pixel(1, 0)), 0);
+}
+
+TEST(CIImageAdditionsTest, AnswersNilForNoImage)
+{
+    EXPECT_EQ(CIImageAdditions::CIImage(nullptr), nullptr);
+    EXPECT_EQ(CIImageAdditions::CIImage(NSImage::create()), nullptr);
+}
+
+TEST(CIImageAdditionsTest, AnswersNilWhenTheClassCannotMakeOne)
+{
+    QObject other;
+    const NSClassRegistration registration("CIImage", &other);
+    EXPECT_EQ(CIImageAdditions::CIImage(sample()), nullptr);
+}
+
+} // namespace
+} // namespace KVBase
