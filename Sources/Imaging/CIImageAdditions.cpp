@@ -1,11 +1,28 @@
 #include <KVBase/CIImageAdditions.h>
 
+#include "Platform/Companion.h"
+
 #include <KVBase/Platform/NSClass.h>
 #include <KVBase/Platform/NSDrawingSession.h>
 #include <KVBase/Platform/NSObject.h>
 
 namespace KVBase
 {
+
+namespace
+{
+
+/// The class object in the registry; the companion library that brings one is loaded when there is none yet.
+QObject *imageClass()
+{
+    const QString name = QStringLiteral("CIImage");
+    QObject *found = NSClassFromString(name);
+    if (found == nullptr && companionFunction("CoreImage", "kvbaseCoreImage") != nullptr)
+        found = NSClassFromString(name);
+    return found;
+}
+
+} // namespace
 
 Ref<NSBitmapImageRep> CIImageAdditions::bitmap(const Ref<NSImage> &image)
 {
@@ -18,7 +35,7 @@ Ref<NSBitmapImageRep> CIImageAdditions::bitmap(const Ref<NSImage> &image)
 
 Ref<CIImage> CIImageAdditions::CIImage(const Ref<NSImage> &image)
 {
-    QObject *classObject = NSClassFromString(QStringLiteral("CIImage"));
+    QObject *classObject = imageClass();
     if (!respondsToSelector(classObject, "imageWithBitmapImageRep:"))
         return nullptr;
     const Ref<NSBitmapImageRep> rep = bitmap(image);

@@ -20,7 +20,7 @@ namespace KVBase
 class CMProfile {
 public:
     CMProfile() = default;
-    explicit CMProfile(const QByteArray &icc) : icc(icc), given(true) {}
+    explicit CMProfile(const QByteArray &bytes) : icc(bytes), given(true) {}
 
     bool isNil() const { return !given; }
     QByteArray iccData() const { return icc; }

@@ -25,4 +25,7 @@ const KVBase::NSClassRegistration registration("CIImage", &classObject);
 
 } // namespace
 
+/// What the framework looks for to load this library; loading it registers the class.
+extern "C" KV_EXPORT void kvbaseCoreImage() {}
+
 #include "CIImageClass.moc"

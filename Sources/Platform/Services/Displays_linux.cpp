@@ -13,7 +13,7 @@
 namespace KVBase
 {
 
-template class KV_EXPORT Service<Displays>;
+template class Service<Displays>;
 
 Displays::~Displays() = default;
 
