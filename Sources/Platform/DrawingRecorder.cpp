@@ -292,8 +292,12 @@ int DrawingRecorder::metric(PaintDeviceMetric metric) const
     case PdmPhysicalDpiX:
     case PdmPhysicalDpiY:
         return kDotsPerInch;
+    case PdmDevicePixelRatio:
+        return 1;
+    case PdmDevicePixelRatioScaled:
+        return qRound(devicePixelRatioFScale());
     default:
-        return QPaintDevice::metric(metric);
+        return 0;
     }
 }
 

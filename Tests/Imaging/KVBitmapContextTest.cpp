@@ -281,10 +281,8 @@ TEST(KVBitmapContextTest, SurvivesFactorsThatAreNoNumbers)
         Bytes bytes = {7, 128, 128, 128};
         over(bytes, 1, 1, 4)
             ->colorCorrectWithRedFactor(row.red, row.green, row.blue, row.saturation, row.gamma);
-        if (!std::isinf(row.red))
-            EXPECT_EQ(bytes, row.expected) << row.gamma;
-        EXPECT_EQ(bytes[0], 7);
-        EXPECT_EQ(bytes[1], row.expected[1]);
+        EXPECT_EQ(bytes, row.expected)
+            << row.red << ' ' << row.blue << ' ' << row.saturation << ' ' << row.gamma;
     }
 }
 
