@@ -78,7 +78,10 @@ void crash(const std::string &how)
         crashInThread();
     else if (how == "thread-overflow")
         overflowInThread();
-    else if (how == "trap")
+    else if (how == "unwritable") {
+        rmdir((std::string(std::getenv("XDG_DATA_HOME")) + "/Logs/CrashReporter").c_str());
+        readThroughBadPointer();
+    } else if (how == "trap")
         std::raise(SIGTRAP);
 }
 
