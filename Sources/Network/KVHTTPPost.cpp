@@ -4,6 +4,7 @@
 #include <KVBase/Platform/KVNil.h>
 
 #include "Platform/Services/HTTPTransport.h"
+#include "Platform/Utf8.h"
 
 namespace KVBase
 {
@@ -18,13 +19,6 @@ bool isLegal(char byte)
 {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
            kLegalMarks.contains(byte);
-}
-
-/// `text` in UTF-8, a surrogate without its other half as U+FFFD.
-QByteArray utf8(const QString &text)
-{
-    const QList<uint> points = text.toUcs4();
-    return QString::fromUcs4(reinterpret_cast<const char32_t *>(points.constData()), points.size()).toUtf8();
 }
 
 QByteArray percentEscaped(const QByteArray &bytes)

@@ -2,6 +2,7 @@
 #include <KVBase/Platform/KVNil.h>
 #include <KVBase/Platform/NSException.h>
 
+#include "Platform/Utf8.h"
 #include "Text/PatternLimits.h"
 
 #include <array>
@@ -48,7 +49,7 @@ private:
 
 void compile(regex_t *expression, const QString &pattern, std::int32_t options)
 {
-    const std::string bytes(pattern.toUtf8().constData());
+    const std::string bytes(utf8(pattern).constData());
     *expression = {};
     if (!patternIsWithinLimits({bytes.data(), static_cast<qsizetype>(bytes.size())}))
         throwCompileError(REG_ESIZE, expression, pattern);
@@ -110,13 +111,13 @@ CSRegex::~CSRegex() { regfree(&expression); }
 
 bool CSRegex::matchesString(const QString &string) const
 {
-    return !isNil(string) && execute(&expression, string.toUtf8(), 0, nullptr);
+    return !isNil(string) && execute(&expression, utf8(string), 0, nullptr);
 }
 
 NSRange CSRegex::rangeOfMatchInString(const QString &string) const
 {
     regmatch_t slot{};
-    if (isNil(string) || !execute(&expression, string.toUtf8(), 1, &slot))
+    if (isNil(string) || !execute(&expression, utf8(string), 1, &slot))
         return kNoMatch;
     return {static_cast<std::uint32_t>(slot.rm_so), static_cast<std::uint32_t>(slot.rm_eo - slot.rm_so)};
 }
@@ -160,7 +161,7 @@ QStringList CSRegex::splitString(const QString &string) const
 std::optional<QStringList> CSRegex::capturedSubstringsOfString(const QString &string) const
 {
     std::vector<regmatch_t> slots(expression.re_nsub + 1);
-    const QByteArray subject = string.toUtf8();
+    const QByteArray subject = utf8(string);
     if (isNil(string) || !execute(&expression, subject, slots.size(), slots.data()))
         return std::nullopt;
     QStringList captures;

@@ -281,6 +281,13 @@ TEST(CSRegexTest, PatternsAndTextsEndAtANul)
     EXPECT_TRUE(CSRegex::matchedByPattern(QStringLiteral("a"), pattern));
 }
 
+TEST(CSRegexTest, ALoneSurrogateIsNoQuestionMark)
+{
+    const QString text = QLatin1Char('a') + QString(QChar(0xd800));
+    EXPECT_FALSE(CSRegex::matchedByPattern(text, QStringLiteral("[?]")));
+    EXPECT_EQ(CSRegex::rangeMatchedByPattern(text, QStringLiteral("a.*")), (NSRange{0, 4}));
+}
+
 TEST(CSRegexTest, WithoutGroupsEveryMatchIsTheEmptyOneAtTheStart)
 {
     const CSRegex regex(QStringLiteral("b(c)"), REG_NOSUB);

@@ -23,7 +23,7 @@ NSError reasonFor(const QString &address)
 TEST(EmailTest, PlausibleAddressesAreValid)
 {
     const char *const addresses[] = {
-        "someone@host.example",
+        "someone@host.com",
         "a@b.de",
         " a@b.de ",
         "\n\ta@b.de\r\n",
@@ -232,23 +232,27 @@ TEST(EmailTest, EveryUnallowedCharacterIsNamed)
     const QString core = QStringLiteral("±()<>[]∑∂") + letters + QStringLiteral("!\"§|´°¡¿≠¶¢");
     ASSERT_EQ(core.size(), 70);
     const QString domain = core + QStringLiteral("+_%/={}*$&'#`^?~");
+    const auto quoted = [](QChar unit) {
+        return QStringLiteral("character \"") + unit + QStringLiteral("\".\n");
+    };
     for (const QChar unit : core)
-        EXPECT_EQ(reasonFor(QLatin1Char('a') + unit + QStringLiteral("@b.c"))
-                      .localizedFailureReason()
-                      .section(QLatin1Char('"'), 1, 1),
-                  QString(unit));
+        EXPECT_TRUE(reasonFor(QLatin1Char('a') + unit + QStringLiteral("@b.c"))
+                        .localizedFailureReason()
+                        .contains(quoted(unit)))
+            << int{unit.unicode()};
     for (const QChar unit : domain) {
         const NSError error = reasonFor(QStringLiteral("a@b") + unit + QStringLiteral(".de"));
-        EXPECT_EQ(error.code(), 1211) << unit.unicode();
-        EXPECT_EQ(error.localizedFailureReason().mid(80 - 8, 1), QString(unit)) << unit.unicode();
+        EXPECT_EQ(error.code(), 1211) << int{unit.unicode()};
+        EXPECT_TRUE(error.localizedFailureReason().contains(quoted(unit))) << int{unit.unicode()};
         EXPECT_EQ(reasonFor(QStringLiteral("a@b.d") + unit + QStringLiteral("e")).code(), 1311)
-            << unit.unicode();
+            << int{unit.unicode()};
     }
     for (const QChar unit : QStringLiteral("+/={}*$&'#`^?~,;:\\"))
-        EXPECT_EQ(reasonFor(QLatin1Char('a') + unit + QStringLiteral("@b")).code(), 1112) << unit.unicode();
+        EXPECT_EQ(reasonFor(QLatin1Char('a') + unit + QStringLiteral("@b")).code(), 1112)
+            << int{unit.unicode()};
     for (const QChar unit : QStringLiteral(",;:\\€½"))
         EXPECT_EQ(reasonFor(QStringLiteral("a@b") + unit + QStringLiteral(".de")).code(), 1212)
-            << unit.unicode();
+            << int{unit.unicode()};
 }
 
 TEST(EmailTest, ThePartsAreLogged)
