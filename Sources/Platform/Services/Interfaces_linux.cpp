@@ -37,6 +37,20 @@ int numberIn(const QString &path)
     return isNumber ? number : -1;
 }
 
+/// The bytes of an address in hexadecimal with colons; nothing for any other text.
+std::optional<QByteArray> bytesOfAddress(const QByteArray &text)
+{
+    QByteArray bytes;
+    for (const QByteArray &part : text.split(':')) {
+        bool isNumber = false;
+        const uint value = part.toUInt(&isNumber, 16);
+        if (!isNumber || part.size() != 2)
+            return std::nullopt;
+        bytes.append(static_cast<char>(value));
+    }
+    return bytes;
+}
+
 /// Bridges, bonds, tunnels and the ends of virtual cables have no device; wireless ones have, and say so.
 bool isWired(const QString &path)
 {
@@ -91,9 +105,7 @@ public:
 
     std::optional<QByteArray> address(const Entry &controller) override
     {
-        const QByteArray bytes =
-            QByteArray::fromHex(contentsOf(controller + QStringLiteral("/address")).replace(':', ""));
-        return bytes.isEmpty() ? std::nullopt : std::optional(bytes);
+        return bytesOfAddress(contentsOf(controller + QStringLiteral("/address")));
     }
 
 private:
