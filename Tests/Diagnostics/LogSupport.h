@@ -23,6 +23,10 @@ protected:
     {
         KVLogClose();
         KVLogSetDestination(1);
+        // The path of a log that could not be opened is forgotten when another one was.
+        KVLogOpen(file("First.log"));
+        KVLogClose();
+        QFile::remove(file("First.log"));
     }
     ~LogFixture() override { KVLogClose(); }
 
