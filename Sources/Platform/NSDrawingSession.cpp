@@ -72,6 +72,8 @@ QImage bitmapPicture(const Ref<NSImageRep> &representation)
 /// Where the whole image lies when `fromRect` of it is drawn into `inRect`.
 NSRect placeOfWhole(const NSSize &size, const NSRect &inRect, const NSRect &fromRect)
 {
+    if (fromRect == NSRect{{0, 0}, size})
+        return inRect; // the quotients below would miss it by a rounding error
     const float across = inRect.size.width / fromRect.size.width;
     const float up = inRect.size.height / fromRect.size.height;
     return {{inRect.origin.x - fromRect.origin.x * across, inRect.origin.y - fromRect.origin.y * up},
