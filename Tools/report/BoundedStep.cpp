@@ -2,7 +2,9 @@
 
 #include <QtCore/QDataStream>
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QIODevice>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
