@@ -1,6 +1,7 @@
 #include <KVBase/KVBitmapContext.h>
 
-#include "Imaging/ColorCorrection.h"
+#include "Platform/Pixels/ColorMix.h"
+#include "Platform/Pixels/Pixels.h"
 #include "Platform/Services/Allocator.h"
 #include "Platform/Services/FileManager.h"
 
@@ -17,6 +18,7 @@
 
 #include <cstring>
 #include <limits>
+#include <mutex>
 
 namespace KVBase
 {
@@ -40,6 +42,34 @@ KVByteBlock allocatePixels(std::uint64_t rowBytes, std::uint32_t height)
         return nullptr;
     return KVByteBlock(
         static_cast<std::uint8_t *>(Service<Allocator>::current()->allocate(rowBytes * height)));
+}
+
+/// The table for `gamma`; the last one is kept, as callers correct many surfaces alike.
+std::shared_ptr<const Pixels::LevelTable> tableFor(double gamma)
+{
+    static std::mutex mutex;
+    static std::shared_ptr<const Pixels::LevelTable> last;
+    {
+        const std::lock_guard lock(mutex);
+        if (last != nullptr && last->gamma() == gamma)
+            return last;
+    }
+    auto made = std::make_shared<const Pixels::LevelTable>(gamma);
+    const std::lock_guard lock(mutex);
+    last = made;
+    return made;
+}
+
+Pixels::ColorMix mixOf(double red, double green, double blue, double saturation)
+{
+    Pixels::ColorMix mix;
+    mix.red = (1 - saturation) * 0.299;
+    mix.green = (1 - saturation) * 0.587;
+    mix.blue = (1 - saturation) * 0.114;
+    mix.ownRed = saturation * red + mix.red;
+    mix.ownGreen = saturation * green + mix.green;
+    mix.ownBlue = saturation * blue + mix.blue;
+    return mix;
 }
 
 QColorSpace genericRGB() { return QColorSpace(QColorSpace::SRgb); }
@@ -199,17 +229,16 @@ void KVBitmapContext::subSampleWithFactor(std::uint32_t factor)
 void KVBitmapContext::colorCorrectWithRedFactor(double red, double green, double blue, double saturation,
                                                 double gamma)
 {
-    const ColorFactors factors{red, green, blue, saturation, gamma};
-    if (factors == ColorFactors())
+    if (red == 1 && green == 1 && blue == 1 && saturation == 1 && gamma == 1)
         return;
-    correctColors(d->buffer, d->byteCount() / 4, factors);
+    const std::shared_ptr<const Pixels::LevelTable> table = gamma == 1 ? nullptr : tableFor(gamma);
+    Pixels::mixColors(d->buffer, d->byteCount() / 4, mixOf(red, green, blue, saturation), table.get());
 }
 
 void KVBitmapContext::fillAlphaWithValue(std::uint8_t value)
 {
-    const std::size_t groups = d->byteCount() / 4;
-    for (std::size_t i = 0; i < groups; ++i)
-        d->buffer[4 * i] = value;
+    // The whole buffer is one row of groups: padding is filled as well.
+    Pixels::fillByte({d->buffer, d->byteCount() / 4, 1, d->byteCount()}, 0, value);
 }
 
 void KVBitmapContext::eraseToColor(const QColor &color)
