@@ -20,15 +20,17 @@ namespace
 using KVBase::Displays;
 using KVBase::Service;
 
-/// An application object for the session's display server; without one there is nothing to ask, and the
-/// platform's plug-in would end the process.
+void swallow(QtMsgType, const QMessageLogContext &, const QString &) {}
+
+/// An application object for the session's display server. Null without a server: there is nothing to ask
+/// then, and the platform's plug-in would end the process. What the toolkit has to say of the session is not
+/// the answer.
 std::unique_ptr<QGuiApplication> connectToDisplayServer(const Context &context)
 {
     static int argc = 1;
-    const bool hasServer =
-        qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariableIsSet("DISPLAY");
-    if (!hasServer)
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!qEnvironmentVariableIsSet("WAYLAND_DISPLAY") && !qEnvironmentVariableIsSet("DISPLAY"))
+        return nullptr;
+    qInstallMessageHandler(swallow);
     return std::make_unique<QGuiApplication>(argc, context.argv);
 }
 
