@@ -1,0 +1,181 @@
+#include "Platform/VCardDocument.h"
+
+#include "Platform/Utf8.h"
+
+#include <algorithm>
+
+namespace KVBase
+{
+
+namespace
+{
+
+constexpr qsizetype kFoldedLength = 75;
+
+bool isNamed(const VCardLine &line, QByteArrayView name)
+{
+    return !line.isNested && line.name.size() == name.size() &&
+           line.name.compare(name, Qt::CaseInsensitive) == 0;
+}
+
+/// The components of a structured value, each still with its escapes.
+std::vector<QByteArrayView> split(QByteArrayView value)
+{
+    std::vector<QByteArrayView> parts;
+    qsizetype start = 0;
+    for (qsizetype i = 0; i < value.size(); ++i) {
+        if (value[i] == '\\')
+            ++i;
+        else if (value[i] == ';') {
+            parts.push_back(value.sliced(start, i - start));
+            start = i + 1;
+        }
+    }
+    parts.push_back(value.sliced(start));
+    return parts;
+}
+
+bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
+
+/// Appends a line, broken before 75 bytes are full and never within a character.
+void appendFolded(QByteArray *card, QByteArrayView line)
+{
+    qsizetype room = kFoldedLength;
+    while (line.size() > room) {
+        qsizetype length = room;
+        while (length > 1 && continuesCharacter(line[length]))
+            --length;
+        card->append(line.first(length)).append("\r\n ");
+        line = line.sliced(length);
+        room = kFoldedLength - 1;
+    }
+    card->append(line).append("\r\n");
+}
+
+void appendLine(QByteArray *card, const VCardLine &line)
+{
+    QByteArray text;
+    if (!line.group.isEmpty())
+        text.append(line.group).append('.');
+    text.append(line.name);
+    for (const VCardParameter &parameter : line.parameters)
+        text.append(';').append(parameter.name).append('=').append(parameter.value);
+    text.append(':').append(line.value);
+    appendFolded(card, text);
+}
+
+/// What a card without a formatted name is called.
+QString nameOf(const VCardDocument &card)
+{
+    const QStringList name = card.components("N");
+    const QString person = QStringList{name.value(1), name.value(0)}.join(QLatin1Char(' ')).trimmed();
+    if (!person.isEmpty())
+        return person;
+    const QString organization = card.components("ORG").value(0);
+    return organization.isEmpty() ? card.text("EMAIL") : organization;
+}
+
+} // namespace
+
+QString vCardText(QByteArrayView value)
+{
+    if (!value.contains('\\'))
+        return QString::fromUtf8(value);
+    QByteArray text;
+    text.reserve(value.size());
+    for (qsizetype i = 0; i < value.size(); ++i) {
+        if (value[i] != '\\' || i + 1 == value.size()) {
+            text.append(value[i]);
+            continue;
+        }
+        const char escaped = value[++i];
+        text.append(escaped == 'n' || escaped == 'N' ? '\n' : escaped);
+    }
+    return QString::fromUtf8(text);
+}
+
+QByteArray vCardValue(const QString &text)
+{
+    QByteArray value;
+    const QByteArray bytes = utf8(text);
+    value.reserve(bytes.size());
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const char byte = bytes[i];
+        if (byte == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n')
+            continue;
+        if (byte == '\n' || byte == '\r') {
+            value.append("\\n");
+            continue;
+        }
+        if (byte == '\\' || byte == ',' || byte == ';')
+            value.append('\\');
+        value.append(byte);
+    }
+    return value;
+}
+
+const VCardLine *VCardDocument::first(QByteArrayView name) const
+{
+    const auto found = std::find_if(lines.begin(), lines.end(),
+                                    [name](const VCardLine &line) { return isNamed(line, name); });
+    return found == lines.end() ? nullptr : &*found;
+}
+
+bool VCardDocument::contains(QByteArrayView name) const { return first(name) != nullptr; }
+
+QString VCardDocument::text(QByteArrayView name) const
+{
+    const VCardLine *const line = first(name);
+    return line == nullptr ? QString() : QLatin1String("") + vCardText(line->value);
+}
+
+QStringList VCardDocument::texts(QByteArrayView name) const
+{
+    QStringList found;
+    for (const VCardLine &line : lines) {
+        if (isNamed(line, name))
+            found.append(vCardText(line.value));
+    }
+    return found;
+}
+
+QStringList VCardDocument::components(QByteArrayView name) const
+{
+    QStringList found;
+    if (const VCardLine *const line = first(name)) {
+        for (const QByteArrayView part : split(line->value))
+            found.append(vCardText(part));
+    }
+    return found;
+}
+
+void VCardDocument::setTexts(QByteArrayView name, const QStringList &texts)
+{
+    auto place = std::find_if(lines.begin(), lines.end(),
+                              [name](const VCardLine &line) { return isNamed(line, name); });
+    const auto index = place - lines.begin();
+    remove(name);
+    std::vector<VCardLine> added;
+    for (const QString &text : texts)
+        added.push_back({{}, name.toByteArray(), {}, vCardValue(text), false});
+    lines.insert(lines.begin() + index, added.begin(), added.end());
+}
+
+bool VCardDocument::remove(QByteArrayView name)
+{
+    return std::erase_if(lines, [name](const VCardLine &line) { return isNamed(line, name); }) > 0;
+}
+
+QByteArray VCardDocument::write() const
+{
+    QByteArray card("BEGIN:VCARD\r\nVERSION:3.0\r\n");
+    if (!contains("N"))
+        card.append("N:;;;;\r\n");
+    if (!contains("FN"))
+        appendFolded(&card, "FN:" + vCardValue(nameOf(*this)));
+    for (const VCardLine &line : lines)
+        appendLine(&card, line);
+    return card.append("END:VCARD\r\n");
+}
+
+} // namespace KVBase
