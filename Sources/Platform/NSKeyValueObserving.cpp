@@ -4,6 +4,7 @@
 
 #include <KVBase/Platform/NSLog.h>
 
+#include <QtCore/QMetaMethod>
 #include <QtCore/QPointer>
 
 #include <algorithm>
@@ -77,15 +78,17 @@ private:
 void callObserver(QObject *observer, const QString &keyPath, QObject *object, const QVariantMap &change,
                   void *context)
 {
-    const bool called = QMetaObject::invokeMethod(observer, "observeValueForKeyPath", Qt::DirectConnection,
-                                                  Q_ARG(QString, keyPath), Q_ARG(QObject *, object),
-                                                  Q_ARG(QVariantMap, change), Q_ARG(void *, context));
-    if (!called) {
+    const QMetaObject *meta = observer->metaObject();
+    const int index = meta->indexOfMethod("observeValueForKeyPath(QString,QObject*,QVariantMap,void*)");
+    if (index < 0) {
         NSLog("%s has no method observeValueForKeyPath(QString, QObject *, QVariantMap, void *); a change of "
               "\"%@\" "
               "was not delivered",
-              observer->metaObject()->className(), keyPath);
+              meta->className(), keyPath);
+        return;
     }
+    meta->method(index).invoke(observer, Qt::DirectConnection, Q_ARG(QString, keyPath),
+                               Q_ARG(QObject *, object), Q_ARG(QVariantMap, change), Q_ARG(void *, context));
 }
 
 } // namespace
