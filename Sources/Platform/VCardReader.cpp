@@ -271,8 +271,10 @@ private:
     void normalize(VCardLine *line) const
     {
         if (isBase64(*line)) {
-            takeParameter(line, "ENCODING");
-            line->parameters.push_back({"ENCODING", "b"});
+            for (VCardParameter &parameter : line->parameters) {
+                if (parameter.name == "ENCODING")
+                    parameter.value = "b";
+            }
             line->value = line->value.simplified().replace(' ', QByteArrayView());
             return;
         }
