@@ -29,7 +29,7 @@ public:
             return fail(QStringLiteral("more than one value"));
         while (!xml.atEnd())
             xml.readNext();
-        return xml.hasError() ? QVariant() : value;
+        return failed() ? QVariant() : value;
     }
 
     QString error() const
