@@ -6,6 +6,7 @@
 
 #include <KVBase/Platform/NSBundle.h>
 #include <KVBase/Platform/NSClass.h>
+#include <KVBase/Platform/NSObject.h>
 
 namespace KVBase
 {
@@ -47,5 +48,15 @@ bool UEnvironment::HasFramework(const QString &identifier)
 }
 
 bool UEnvironment::HasClass(const QString &name) { return NSClassFromString(name) != nullptr; }
+
+bool UEnvironment::ClassHasMethod(const QObject *classObject, const KVSelector &selector)
+{
+    return respondsToSelector(classObject, selector);
+}
+
+bool UEnvironment::ObjectHasMethod(const QObject *object, const KVSelector &selector)
+{
+    return respondsToSelector(NSClassOfObject(object), selector);
+}
 
 } // namespace KVBase
