@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KVBase/KVExport.h>
+
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
@@ -11,7 +13,7 @@ namespace KVBase
 
 /// The property list on disk that an application's settings live in, shared by its processes. A lock file
 /// beside it, never removed, keeps two processes from writing over each other's keys. Immutable; any thread.
-class DefaultsFile {
+class KV_EXPORT DefaultsFile {
 public:
     /// Which missing folders are made for the file.
     enum class Folders : std::uint8_t { LastOnly, AsNeeded };

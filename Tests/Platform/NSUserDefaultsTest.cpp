@@ -1,6 +1,7 @@
 #include <KVBase/Platform/NSUserDefaults.h>
 
 #include "Platform/DefaultsFile.h"
+#include "Platform/ExecutablePath.h"
 #include "Support/CapturedLog.h"
 #include "Support/ChildProcess.h"
 #include "Support/StubBundles.h"
@@ -30,6 +31,9 @@ QString configFile(const QString &name)
 {
     return scratchFolder() + QStringLiteral("/home/.config/") + name + QStringLiteral(".plist");
 }
+
+/// Without a bundle the settings are named after the program.
+QString ownFile() { return configFile(QFileInfo(executablePath()).fileName()); }
 
 QString helper() { return programFolder() + QStringLiteral("/DefaultsHelper"); }
 
@@ -76,13 +80,13 @@ TEST(NSUserDefaultsTest, ValuesKeepTheirTypes)
     for (auto entry = values.cbegin(); entry != values.cend(); ++entry)
         defaults().setObject(entry.value(), entry.key());
     ASSERT_TRUE(defaults().synchronize());
-    const QVariantMap stored = contentOf(configFile("KVBasePlatformTests"));
+    const QVariantMap stored = contentOf(ownFile());
     for (auto entry = values.cbegin(); entry != values.cend(); ++entry) {
         EXPECT_EQ(defaults().objectForKey(entry.key()), entry.value());
         EXPECT_EQ(stored.value(entry.key()), entry.value()) << qPrintable(entry.key());
         EXPECT_EQ(stored.value(entry.key()).typeId(), entry.value().typeId()) << qPrintable(entry.key());
     }
-    EXPECT_EQ(modeOf(configFile("KVBasePlatformTests")), mode_t{0600});
+    EXPECT_EQ(modeOf(ownFile()), mode_t{0600});
 }
 
 TEST(NSUserDefaultsTest, IntegersAreReadFromWhatThereIs)
@@ -190,7 +194,7 @@ TEST(NSUserDefaultsTest, TwoProcessesLoseNoKey)
 TEST(NSUserDefaultsTest, SynchronizeTakesInWhatOthersStored)
 {
     runInChild([] {
-        const QString file = configFile("KVBasePlatformTests");
+        const QString file = ownFile();
         defaults().setObject("mine", "mine");
         defaults().setObject("mine", "both");
         ASSERT_TRUE(defaults().synchronize());
@@ -199,8 +203,10 @@ TEST(NSUserDefaultsTest, SynchronizeTakesInWhatOthersStored)
             QVariantMap{{"theirs", "theirs"}, {"both", "theirs"}, {"mine", "changed"}}, file));
         EXPECT_TRUE(isNil(defaults().objectForKey("theirs")));
         ASSERT_TRUE(defaults().synchronize());
-        EXPECT_EQ(contentOf(file),
-                  (QVariantMap{{"theirs", "theirs"}, {"both", "again mine"}, {"mine", "changed"}}));
+        const QVariantMap stored = contentOf(file);
+        EXPECT_EQ(stored.value("theirs"), QVariant("theirs"));
+        EXPECT_EQ(stored.value("both"), QVariant("again mine"));
+        EXPECT_EQ(stored.value("mine"), QVariant("changed"));
         EXPECT_EQ(defaults().stringForKey("theirs"), QStringLiteral("theirs"));
         EXPECT_EQ(defaults().stringForKey("mine"), QStringLiteral("changed"));
     });
@@ -208,12 +214,14 @@ TEST(NSUserDefaultsTest, SynchronizeTakesInWhatOthersStored)
 
 TEST(NSUserDefaultsTest, AnApplicationsSettingsAreNamedAfterItsIdentifier)
 {
-    runInChild([] {
-        const StubApplication application({{"CFBundleIdentifier", "com.example.named"}});
-        defaults().setInteger(1, "k");
-        EXPECT_TRUE(defaults().synchronize());
-        EXPECT_EQ(contentOf(configFile("com.example.named")), (QVariantMap{{"k", 1LL}}));
-    });
+    const BundleFolder folder({{"CFBundleIdentifier", "com.example.named"}});
+    const QString program = folder.path() + QStringLiteral("/Contents/MacOS/DefaultsHelper");
+    QDir().mkpath(QFileInfo(program).path());
+    ASSERT_TRUE(QFile::copy(helper(), program));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LD_LIBRARY_PATH", pluginFolder());
+    EXPECT_EQ(runProgram(program, {"set", "k", "value"}, {}, environment).exitCode, 0);
+    EXPECT_EQ(contentOf(configFile("com.example.named")), (QVariantMap{{"k", "value"}}));
 }
 
 TEST(NSUserDefaultsTest, LanguagesAndLocaleAreAppliedAtTheStart)
