@@ -247,7 +247,7 @@ protected:
         qputenv("KV_TEST_REPORT", QFile::encodeName(folder + text("/report")));
         qputenv("LAUNCH_PROGRAM", QFile::encodeName(program));
         qputenv("LAUNCH_PROCESS", QByteArray::number(::getpid()));
-        qputenv("LAUNCH_START", ownStartTime());
+        qputenv("LAUNCH_START", startTimeOfProcess(::getpid()));
         qunsetenv("LAUNCH_LANGUAGE");
     }
 

@@ -6,11 +6,8 @@
 
 #include <KVBase/Platform/NSBundle.h>
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
-#include <cstdlib>
 #include <unistd.h>
 
 namespace KVBase
@@ -22,17 +19,6 @@ Applications::~Applications() = default;
 
 namespace
 {
-
-bool isProgram(const QFileInfo &file) { return file.isFile() && file.isExecutable(); }
-
-/// What starting the application at `path` means; nil when it means nothing.
-QString programFor(const QString &path)
-{
-    const QFileInfo file(path);
-    if (file.isDir())
-        return programOfBundle(path);
-    return isProgram(file) ? file.absoluteFilePath() : QString();
-}
 
 bool isMainBundle(const QString &path)
 {
@@ -65,20 +51,13 @@ public:
 
     bool openApplication(const QString &path) override
     {
-        const QString program = path.isEmpty() ? QString() : programFor(path);
+        const QString program = path.isEmpty() ? QString() : programOfApplication(path);
         return !program.isNull() && Service<Processes>::current()->launchDetached({program}, {});
     }
 
     void relaunchAfterExit(const QString &path) override
     {
-        const QString program = isMainBundle(path) ? ownProgram() : programFor(path);
-        qputenv("LAUNCH_PATH", QFile::encodeName(path));
-        qputenv("LAUNCH_PROGRAM", QFile::encodeName(program));
-        qputenv("LAUNCH_PROCESS", QByteArray::number(::getpid()));
-        qputenv("LAUNCH_START", ownStartTime());
-        qputenv("LAUNCH_LANGUAGE", initialEnvironmentValue("LANGUAGE"));
-        // Its answer says nothing: the shell returns as soon as the waiting one runs in the background.
-        [[maybe_unused]] const int ignored = std::system(relaunchCommand().constData());
+        startAfterExit(path, isMainBundle(path) ? ownProgram() : programOfApplication(path), ::getpid());
     }
 };
 

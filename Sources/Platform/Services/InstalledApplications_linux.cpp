@@ -84,6 +84,23 @@ QString programFile(const QString &name)
     return found.isEmpty() ? QString() : found;
 }
 
+bool isProgram(const QFileInfo &file) { return file.isFile() && file.isExecutable(); }
+
+QString programOfBundle(const QString &bundlePath)
+{
+    const QString path = QDir::cleanPath(QDir(bundlePath).absolutePath());
+    QString name = infoOf(path).value(QStringLiteral("CFBundleExecutable")).toString();
+    if (name.isEmpty())
+        name = QFileInfo(path).fileName().remove(QRegularExpression(QStringLiteral("\\.app$")));
+    const std::array candidates{path + QStringLiteral("/Contents/MacOS/") + name, path + u'/' + name,
+                                QFileInfo(path).path() + QStringLiteral("/../bin/") + name};
+    for (const QString &candidate : candidates) {
+        if (isProgram(QFileInfo(candidate)))
+            return QDir::cleanPath(candidate);
+    }
+    return {};
+}
+
 } // namespace
 
 QString creatorText(OSType creator)
@@ -125,19 +142,12 @@ QString programWithCreatorCode(const QString &code)
     return {};
 }
 
-QString programOfBundle(const QString &bundlePath)
+QString programOfApplication(const QString &path)
 {
-    const QString path = QDir::cleanPath(QDir(bundlePath).absolutePath());
-    QString name = infoOf(path).value(QStringLiteral("CFBundleExecutable")).toString();
-    if (name.isEmpty())
-        name = QFileInfo(path).fileName().remove(QRegularExpression(QStringLiteral("\\.app$")));
-    const std::array candidates{path + QStringLiteral("/Contents/MacOS/") + name, path + u'/' + name,
-                                QFileInfo(path).path() + QStringLiteral("/../bin/") + name};
-    for (const QString &candidate : candidates) {
-        if (QFileInfo(candidate).isFile() && QFileInfo(candidate).isExecutable())
-            return QDir::cleanPath(candidate);
-    }
-    return {};
+    const QFileInfo file(path);
+    if (file.isDir())
+        return programOfBundle(path);
+    return !path.isEmpty() && isProgram(file) ? file.absoluteFilePath() : QString();
 }
 
 } // namespace KVBase

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KVBase/KVExport.h>
 #include <KVBase/Platform/MacTypes.h>
 
 #include <QtCore/QString>
@@ -18,7 +19,7 @@ QString bundleWithSignature(const QString &signature);
 /// The program of the desktop entry that has that "X-CreatorCode", else nil.
 QString programWithCreatorCode(const QString &code);
 
-/// The program of a bundle, absolute; nil when it has none.
-QString programOfBundle(const QString &bundlePath);
+/// The program of the bundle at `path`, or `path` itself if it is one, absolute; nil when there is none.
+KV_EXPORT QString programOfApplication(const QString &path);
 
 } // namespace KVBase

@@ -5,6 +5,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
+#include <cstdint>
+
 namespace KVBase
 {
 
@@ -24,8 +26,12 @@ KV_EXPORT QByteArray relaunchCommand();
 /// link through which it was started, else its executable, a newer one in its place included.
 KV_EXPORT QString ownProgram();
 
-/// When this process started, in the kernel's units, as text; empty when the kernel does not say.
-KV_EXPORT QByteArray ownStartTime();
+/// When a process started, in the kernel's units, as text; empty when there is none.
+KV_EXPORT QByteArray startTimeOfProcess(std::int64_t process);
+
+/// Runs the command for `program`, which belongs to the bundle at `path`, and returns at once. Changes the
+/// environment of this process: no other thread may read it meanwhile.
+KV_EXPORT void startAfterExit(const QString &path, const QString &program, std::int64_t process);
 
 /// The value that a variable had when this process started, whatever was set since; empty without one.
 KV_EXPORT QByteArray initialEnvironmentValue(const char *name);

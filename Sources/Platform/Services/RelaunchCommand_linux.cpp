@@ -5,6 +5,9 @@
 #include "Platform/NSPathUtilities.h"
 #include "Platform/Services/FileManager.h"
 
+#include <QtCore/QFile>
+
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -97,9 +100,10 @@ QString ownProgram()
     return called.isEmpty() ? executable : called;
 }
 
-QByteArray ownStartTime()
+QByteArray startTimeOfProcess(std::int64_t process)
 {
-    const QByteArray line = kernelFile("/proc/self/stat");
+    const QByteArray line =
+        kernelFile(("/proc/" + QByteArray::number(static_cast<qlonglong>(process)) + "/stat").constData());
     // The name stands in parentheses and may hold some itself.
     const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
     return fields.size() > kStartTimeAfterState ? fields.at(kStartTimeAfterState) : QByteArray();
@@ -113,6 +117,17 @@ QByteArray initialEnvironmentValue(const char *name)
             return entry.mid(prefix.size());
     }
     return {};
+}
+
+void startAfterExit(const QString &path, const QString &program, std::int64_t process)
+{
+    qputenv("LAUNCH_PATH", QFile::encodeName(path));
+    qputenv("LAUNCH_PROGRAM", QFile::encodeName(program));
+    qputenv("LAUNCH_PROCESS", QByteArray::number(static_cast<qlonglong>(process)));
+    qputenv("LAUNCH_START", startTimeOfProcess(process));
+    qputenv("LAUNCH_LANGUAGE", initialEnvironmentValue("LANGUAGE"));
+    // Its answer says nothing: the shell returns as soon as the waiting one runs in the background.
+    [[maybe_unused]] const int ignored = std::system(relaunchCommand().constData());
 }
 
 } // namespace KVBase
