@@ -19,6 +19,14 @@ bool isReadableFile(const QString &path)
     return information.isFile() && information.isReadable();
 }
 
+/// Whether there is a journal to read, and a tool to read it with.
+bool hasJournal(const QString &tool)
+{
+    const bool isKept = QFileInfo::exists(QStringLiteral("/run/log/journal")) ||
+                        QFileInfo::exists(QStringLiteral("/var/log/journal"));
+    return isKept && QFileInfo(tool).isExecutable();
+}
+
 /// The first journal or log file that this machine has. The journal says "-- No entries --" unless told to be
 /// quiet.
 class LinuxConsoleSource final : public ConsoleSource {
@@ -26,7 +34,7 @@ public:
     QStringList command() override
     {
         const QString journal = QStringLiteral("/usr/bin/journalctl");
-        if (QFileInfo(journal).isExecutable())
+        if (hasJournal(journal))
             return {journal, QStringLiteral("-q"), QStringLiteral("--no-pager")};
         const QStringList files = {QStringLiteral("/var/log/syslog"), QStringLiteral("/var/log/messages"),
                                    QDir::homePath() + QStringLiteral("/.xsession-errors")};
@@ -34,7 +42,7 @@ public:
             if (isReadableFile(file))
                 return {QStringLiteral("/bin/cat"), file};
         }
-        return {journal};
+        return {journal, QStringLiteral("-q"), QStringLiteral("--no-pager")};
     }
 };
 
