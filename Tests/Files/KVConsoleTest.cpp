@@ -127,10 +127,11 @@ TEST(ConsoleSourceTest, NamesAnExistingToolByItsPathWhereThereIsOne)
 
 TEST(ConsoleSourceTest, FallsBackToTheSessionsErrorFile)
 {
-    const QStringList without = Service<ConsoleSource>::current()->command();
-    if (without != QStringList{QStringLiteral("/usr/bin/journalctl"), QStringLiteral("-q"),
-                               QStringLiteral("--no-pager")} ||
-        QFile::exists(QStringLiteral("/run/log/journal")) || QFile::exists(QStringLiteral("/var/log/journal")))
+    const QStringList journalTool = {QStringLiteral("/usr/bin/journalctl"), QStringLiteral("-q"),
+                                     QStringLiteral("--no-pager")};
+    if (Service<ConsoleSource>::current()->command() != journalTool ||
+        QDir(QStringLiteral("/run/log/journal")).count() > 2 ||
+        QDir(QStringLiteral("/var/log/journal")).count() > 2)
         GTEST_SKIP() << "this machine has a system log";
     QFile file(QDir::homePath() + QStringLiteral("/.xsession-errors"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));

@@ -14,7 +14,8 @@ volatile int numberOfFriends = 0;
 
 } // namespace
 
-/// The application of `./kv demo`: it logs, says whether it crashed last time, and crashes when it is told to.
+/// The application of `./kv demo`: it logs, says whether it crashed last time, and crashes when it is told
+/// to.
 int main(int argc, char **argv)
 {
     KVCrashReporter::install();
@@ -26,7 +27,8 @@ int main(int argc, char **argv)
         NSLog("%@ divides a cake among %d friends.", InfoDictionary::bundleName(), numberOfFriends);
         KVLog("A piece for each: %d", divide(12, numberOfFriends));
     }
-    std::cout << (CrashReport::newCrashLogExists() ? "It crashed last time." : "It did not crash since the last look.")
+    std::cout << (CrashReport::newCrashLogExists() ? "It crashed last time."
+                                                   : "It did not crash since the last look.")
               << std::endl;
     return 0;
 }

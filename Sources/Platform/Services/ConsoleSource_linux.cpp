@@ -3,6 +3,8 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
+#include <algorithm>
+
 namespace KVBase
 {
 
@@ -19,12 +21,13 @@ bool isReadableFile(const QString &path)
     return information.isFile() && information.isReadable();
 }
 
-/// Whether there is a journal to read, and a tool to read it with.
-bool hasJournal(const QString &tool)
+/// A journal is kept in a folder for each machine; without one the tool has nothing to print.
+bool isJournalKept()
 {
-    const bool isKept = QFileInfo::exists(QStringLiteral("/run/log/journal")) ||
-                        QFileInfo::exists(QStringLiteral("/var/log/journal"));
-    return isKept && QFileInfo(tool).isExecutable();
+    const QStringList places = {QStringLiteral("/run/log/journal"), QStringLiteral("/var/log/journal")};
+    return std::any_of(places.begin(), places.end(), [](const QString &place) {
+        return !QDir(place).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty();
+    });
 }
 
 /// The first journal or log file that this machine has. The journal says "-- No entries --" unless told to be
@@ -34,7 +37,7 @@ public:
     QStringList command() override
     {
         const QString journal = QStringLiteral("/usr/bin/journalctl");
-        if (hasJournal(journal))
+        if (isJournalKept() && QFileInfo(journal).isExecutable())
             return {journal, QStringLiteral("-q"), QStringLiteral("--no-pager")};
         const QStringList files = {QStringLiteral("/var/log/syslog"), QStringLiteral("/var/log/messages"),
                                    QDir::homePath() + QStringLiteral("/.xsession-errors")};

@@ -1,0 +1,264 @@
+#include "support/SupportWindow.h"
+
+#include "report/Steps.h"
+
+#include <KVBase/KVLog.h>
+
+#include <QtGui/QFontDatabase>
+#include <QtWidgets/QFormLayout>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QTabWidget>
+#include <QtWidgets/QVBoxLayout>
+
+using namespace KVBase;
+
+namespace
+{
+
+constexpr std::int32_t kConsoleLines = 100;
+
+QString text(const QVariantMap &values, const char *key)
+{
+    return values.value(QLatin1StringView(key)).toString();
+}
+
+/// Labels show what others wrote: as it stands, on as many lines as it takes, and for the clipboard too.
+QLabel *makeLabel(const QString &objectName)
+{
+    auto *const label = new QLabel;
+    label->setObjectName(objectName);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
+QString postProblem(const QVariantMap &result)
+{
+    const QString error = text(result, "error");
+    return error.isEmpty() ? QStringLiteral("The report could not be sent.")
+                           : QStringLiteral("The report could not be sent. ") + error;
+}
+
+} // namespace
+
+SupportWindow::SupportWindow(const QUrl &url, QWidget *parent)
+    : QWidget(parent), target(url),
+      worker(KVBackgroundThread::backgroundThreadWithName(QStringLiteral("support"))),
+      application(report::describeApplication())
+{
+    build();
+    updateSendButton();
+    collect();
+}
+
+SupportWindow::~SupportWindow() = default;
+
+void SupportWindow::build()
+{
+    constexpr QSize kComfortable(720, 640);
+    setWindowTitle(QStringLiteral("Support for %1").arg(text(application, "application")));
+    pages = new QTabWidget;
+    crashPage = addPage(QStringLiteral("&Crash Report"), QStringLiteral("crashPage"));
+    consolePage = addPage(QStringLiteral("C&onsole Log"), QStringLiteral("consolePage"));
+    profilePage = addPage(QStringLiteral("System &Profile"), QStringLiteral("profilePage"));
+    auto *const column = new QVBoxLayout(this);
+    column->addWidget(makeHead());
+    column->addWidget(pages, 1);
+    column->addWidget(makeEntryFields());
+    column->addWidget(makeFoot());
+    resize(kComfortable);
+}
+
+QWidget *SupportWindow::makeHead()
+{
+    auto *const head = new QWidget;
+    auto *const column = new QVBoxLayout(head);
+    column->setContentsMargins(0, 0, 0, 0);
+    QLabel *const title = makeLabel(QStringLiteral("titleLabel"));
+    QFont large = title->font();
+    large.setBold(true);
+    large.setPointSizeF(large.pointSizeF() * 1.3);
+    title->setFont(large);
+    title->setText(text(application, "application"));
+    QLabel *const version = makeLabel(QStringLiteral("versionLabel"));
+    version->setText(text(application, "version"));
+    crashLabel = makeLabel(QStringLiteral("crashLabel"));
+    crashLabel->setText(QStringLiteral("Looking for crash reports ..."));
+    column->addWidget(title);
+    column->addWidget(version);
+    column->addWidget(crashLabel);
+    QLabel *const hint = makeLabel(QStringLiteral("hintLabel"));
+    hint->setText(QStringLiteral("This is what will be sent. Nothing else leaves your computer."));
+    column->addWidget(hint);
+    return head;
+}
+
+QPlainTextEdit *SupportWindow::addPage(const QString &title, const QString &objectName)
+{
+    auto *const page = new QPlainTextEdit;
+    page->setObjectName(objectName);
+    page->setReadOnly(true);
+    page->setLineWrapMode(QPlainTextEdit::NoWrap);
+    page->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    page->setPlaceholderText(QStringLiteral("Being collected ..."));
+    pages->addTab(page, title);
+    return page;
+}
+
+QWidget *SupportWindow::makeEntryFields()
+{
+    constexpr int kMessageHeight = 80;
+    addressField = new QLineEdit;
+    addressField->setObjectName(QStringLiteral("addressField"));
+    addressField->setPlaceholderText(QStringLiteral("you@example.com"));
+    addressReason = makeLabel(QStringLiteral("addressReason"));
+    addressReason->hide();
+    messageField = new QPlainTextEdit;
+    messageField->setObjectName(QStringLiteral("messageField"));
+    messageField->setPlaceholderText(QStringLiteral("What did you do when it happened?"));
+    messageField->setTabChangesFocus(true);
+    messageField->setMaximumHeight(kMessageHeight);
+    connect(addressField, &QLineEdit::editingFinished, this, &SupportWindow::validate);
+    connect(addressField, &QLineEdit::textEdited, this, [this] { addressReason->hide(); });
+
+    auto *const fields = new QWidget;
+    auto *const rows = new QFormLayout(fields);
+    rows->setContentsMargins(0, 0, 0, 0);
+    rows->addRow(QStringLiteral("&E-mail address:"), addressField);
+    rows->addRow(QString(), addressReason);
+    rows->addRow(QStringLiteral("&What happened:"), messageField);
+    return fields;
+}
+
+QWidget *SupportWindow::makeFoot()
+{
+    statusLabel = makeLabel(QStringLiteral("statusLabel"));
+    sendButton = new QPushButton(QStringLiteral("&Send"));
+    sendButton->setObjectName(QStringLiteral("sendButton"));
+    sendButton->setDefault(true);
+    connect(sendButton, &QPushButton::clicked, this, &SupportWindow::send);
+    auto *const foot = new QWidget;
+    auto *const row = new QHBoxLayout(foot);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(statusLabel, 1);
+    row->addWidget(sendButton);
+    return foot;
+}
+
+void SupportWindow::collect()
+{
+    // The user defaults behind the crash reports belong to the application's own thread.
+    showCrash(report::findCrash(false));
+    onWorker(report::describeMachine,
+             [this](const QVariantMap &found) { profilePage->setPlainText(text(found, "text")); });
+    onWorker([] { return report::readConsole(kConsoleLines); },
+             [this](const QVariantMap &found) {
+                 consolePage->setPlainText(text(found, "text"));
+                 isCollected = true;
+                 updateSendButton();
+                 Q_EMIT collected();
+             });
+}
+
+void SupportWindow::showCrash(const QVariantMap &found)
+{
+    const QString path = text(found, "path");
+    crashPage->setPlaceholderText(QStringLiteral("No crash report is sent."));
+    crashPage->setPlainText(text(found, "text"));
+    crashDate = found.value(QStringLiteral("date"));
+    if (path.isEmpty())
+        crashLabel->setText(QStringLiteral("There is no new crash report."));
+    else if (!found.contains(QStringLiteral("text")))
+        crashLabel->setText(QStringLiteral("There is a new crash report that cannot be read: ") + path);
+    else
+        crashLabel->setText(QStringLiteral("The application has crashed. Its report: ") + path);
+}
+
+void SupportWindow::validate()
+{
+    const QString address = addressField->text().trimmed();
+    const QVariantMap checked =
+        address.isEmpty() ? QVariantMap{{QStringLiteral("isValid"), true}} : report::checkAddress(address);
+    isAddressValid = checked.value(QStringLiteral("isValid")).toBool();
+    addressReason->setText(text(checked, "title") + u'\n' + text(checked, "reason"));
+    addressReason->setVisible(!isAddressValid);
+}
+
+void SupportWindow::updateSendButton()
+{
+    sendButton->setEnabled(isCollected && pending == 0 && target.isValid());
+    if (!target.isValid())
+        statusLabel->setText(QStringLiteral("There is no address to send the report to."));
+}
+
+QVariantMap SupportWindow::form() const
+{
+    QVariantMap fields{{QStringLiteral("console"), consolePage->toPlainText()},
+                       {QStringLiteral("profile"), profilePage->toPlainText()},
+                       {QStringLiteral("email"), addressField->text().trimmed()},
+                       {QStringLiteral("message"), messageField->toPlainText()}};
+    for (const char *key : {"application", "identifier", "version"})
+        fields.insert(QLatin1StringView(key), text(application, key));
+    if (!crashPage->toPlainText().isEmpty())
+        fields.insert(QStringLiteral("crash"), crashPage->toPlainText());
+    return fields;
+}
+
+void SupportWindow::send()
+{
+    validate();
+    if (!isAddressValid) {
+        addressField->setFocus();
+        statusLabel->setText(QStringLiteral("The e-mail address needs another look."));
+        return;
+    }
+    statusLabel->setText(QStringLiteral("Sending ..."));
+    onWorker(
+        [fields = form(), url = target] {
+            if (!report::testReachability(url).value(QStringLiteral("isReachable")).toBool())
+                return QVariantMap{
+                    {QStringLiteral("error"), url.host() + QStringLiteral(" cannot be reached.")}};
+            return report::postForm(fields, url);
+        },
+        [this](const QVariantMap &result) { showAnswer(result); });
+    updateSendButton();
+}
+
+void SupportWindow::showAnswer(const QVariantMap &result)
+{
+    constexpr qsizetype kMostShown = 500;
+    const bool success =
+        result.contains(QStringLiteral("answer")) && !result.contains(QStringLiteral("error"));
+    statusLabel->setText(success ? text(result, "answer").left(kMostShown).trimmed() : postProblem(result));
+    KVLog("Support report: %@", statusLabel->text());
+    if (success && crashDate.isValid())
+        report::markCrashAsSeen(crashDate);
+    updateSendButton();
+    Q_EMIT posted(success);
+}
+
+void SupportWindow::onWorker(const std::function<QVariantMap()> &work,
+                             const std::function<void(const QVariantMap &)> &done)
+{
+    ++pending;
+    worker->perform([this, work, done] {
+        QVariantMap answer;
+        try {
+            answer = work();
+        } catch (const std::exception &error) {
+            answer.insert(QStringLiteral("error"), QString::fromUtf8(error.what()));
+        }
+        QMetaObject::invokeMethod(
+            this,
+            [this, answer, done] {
+                --pending;
+                done(answer);
+            },
+            Qt::QueuedConnection);
+    });
+}
