@@ -58,8 +58,8 @@ protected:
     QString page(const char *name) const { return find<QPlainTextEdit>(name)->toPlainText(); }
 
     int argc = 1;
-    char name[5] = "test";
-    char *argv[2] = {name, nullptr};
+    char program[5] = "test";
+    char *argv[2] = {program, nullptr};
     QApplication application;
     report::Application tool;
     std::unique_ptr<SupportWindow> window;
