@@ -18,8 +18,63 @@ struct Entry {
     QObject *classObject = nullptr;
 };
 
-/// Never destroyed: a module's registration may end after everything else.
+/// The framework's classes and those of the platform that it brings along.
+constexpr const char *kFrameworkClasses[] = {
+    "ABAddressBook",
+    "ABPerson",
+    "ABSearchElement",
+    "CIFilter",
+    "CIImage",
+    "CSRegex",
+    "KVAppVersionUtils",
+    "KVBackgroundThread",
+    "KVBitmapContext",
+    "KVCIFilterUtils",
+    "KVConsole",
+    "KVCrashReporter",
+    "KVErrException",
+    "KVException",
+    "KVHTTPPost",
+    "KVImageUtils",
+    "KVMainThread",
+    "KVMutableArray",
+    "KVMutableDictionary",
+    "KVMutableExecutable",
+    "KVMutableInfoPlist",
+    "KVObjectRegistry",
+    "KVObserverHelper",
+    "KVPathUtils",
+    "KVPlistLocalizer",
+    "KVQuartzExtreme",
+    "KVSystemProfiler",
+    "KVUTimer",
+    "NSApplication",
+    "NSBitmapImageRep",
+    "NSBundle",
+    "NSError",
+    "NSException",
+    "NSImage",
+    "NSImageRep",
+    "NSMutableArray",
+    "NSMutableDictionary",
+    "NSNotification",
+    "NSNotificationCenter",
+    "NSNotificationQueue",
+    "NSPropertyListSerialization",
+    "NSRunLoop",
+    "NSTimer",
+    "NSUserDefaults",
+};
+
+/// Never destroyed: a module's registration may end after everything else. The framework's own classes stand
+/// below all others; they are made with the registry, because nothing is done when the library is loaded.
 struct Registry {
+    Registry()
+    {
+        for (const char *name : kFrameworkClasses)
+            entries.push_back({nullptr, name, new QObject});
+    }
+
     std::mutex mutex;
     std::vector<Entry> entries;
 

@@ -36,6 +36,15 @@ TEST(NSClassTest, AClassIsThereWhileItIsRegistered)
     EXPECT_EQ(NSClassFromString(""), nullptr);
 }
 
+TEST(NSClassTest, TheFrameworksOwnClassesAreThereWithoutARegistration)
+{
+    for (const char *name : {"KVBackgroundThread", "KVMutableArray", "CSRegex", "KVPathUtils", "NSBundle"})
+        EXPECT_NE(NSClassFromString(QString::fromUtf8(name)), nullptr) << name;
+    EXPECT_EQ(NSClassFromString("KVBackgroundThread"), NSClassFromString("KVBackgroundThread"));
+    EXPECT_NE(NSClassFromString("KVBackgroundThread"), NSClassFromString("KVMutableArray"));
+    EXPECT_EQ(NSClassFromString("KVNoSuchClass"), nullptr);
+}
+
 TEST(NSClassTest, ALaterRegistrationWinsUntilItEnds)
 {
     QObject first;
