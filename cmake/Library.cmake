@@ -18,6 +18,7 @@ foreach(header IN LISTS public_headers)
 endforeach()
 file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/include/KVBase/KVBase.h CONTENT "${umbrella}")
 
+# A second reader of property lists, which the tests and the benchmarks compare ours with.
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
@@ -32,7 +33,7 @@ target_include_directories(KVBase
          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
   PRIVATE ${PROJECT_SOURCE_DIR}/Sources ${PROJECT_SOURCE_DIR})
 target_link_libraries(KVBase PUBLIC Qt6::Core Qt6::Gui
-                      PRIVATE PkgConfig::PLIST PkgConfig::HWY PkgConfig::ICU PkgConfig::PCI Threads::Threads dl)
+                      PRIVATE PkgConfig::HWY PkgConfig::ICU PkgConfig::PCI Threads::Threads dl)
 # libcurl is opened at the first post: linking it would cost every program that starts.
 target_include_directories(KVBase PRIVATE ${CURL_INCLUDE_DIRS})
 # Release builds report a failed assertion and go on.

@@ -12,6 +12,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>
+#include <QtCore/QPointer>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QThread>
 
@@ -88,7 +89,9 @@ struct NSUserDefaults::Private {
     QVariantMap registered;
     QVariantMap stored;
     QVariantMap changes;
-    bool saveIsQueued = false;
+
+    /// The application object that a save waits for; one that goes away takes the request with it.
+    QPointer<QCoreApplication> saveIsQueuedWith;
 
     void change(const QString &key, const QVariant &value);
     void queueSave();
@@ -110,15 +113,16 @@ void NSUserDefaults::Private::change(const QString &key, const QVariant &value)
 void NSUserDefaults::Private::queueSave()
 {
     QCoreApplication *const application = QCoreApplication::instance();
-    if (saveIsQueued || application == nullptr || application->thread() != QThread::currentThread())
+    if (application == nullptr || application->thread() != QThread::currentThread() ||
+        saveIsQueuedWith == application)
         return;
-    saveIsQueued = true;
+    saveIsQueuedWith = application;
     QMetaObject::invokeMethod(
         application,
         [this] {
             {
                 const std::lock_guard lock(mutex);
-                saveIsQueued = false;
+                saveIsQueuedWith = nullptr;
             }
             save(DefaultsFile::Folders::AsNeeded);
         },

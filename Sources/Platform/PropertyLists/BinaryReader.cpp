@@ -189,8 +189,8 @@ private:
         if (!holds(offset, 8))
             return fail(QStringLiteral("a damaged date"));
         const double seconds = std::bit_cast<double>(number(offset, 8));
-        // A little more than what Qt's calendar can name; a comparison with NaN is false.
-        if (!(std::abs(seconds) < 9.0e12))
+        // In milliseconds this nearly fills 64 bits; a comparison with NaN is false.
+        if (!(std::abs(seconds) < 9.0e15))
             return fail(QStringLiteral("a date out of range"));
         const QDateTime date = QDateTime::fromMSecsSinceEpoch(
             static_cast<qint64>(std::llround(seconds * 1000.0)) + kReferenceSeconds * 1000, Qt::UTC);
