@@ -6,6 +6,8 @@
 #include <KVBase/Platform/NSException.h>
 #include <KVBase/Platform/NSLog.h>
 
+#include <exception>
+
 namespace KVBase
 {
 
@@ -21,6 +23,8 @@ void callOut(Work &&work) noexcept
         work();
     } catch (const NSException &exception) {
         NSLog("*** NSRunLoop: uncaught exception %@: %@", exception.name(), exception.description());
+    } catch (...) {
+        std::terminate();
     }
 }
 
