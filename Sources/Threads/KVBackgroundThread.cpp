@@ -323,6 +323,10 @@ QString KVBackgroundThread::name() const
     return d->name;
 }
 
-void KVBackgroundThread::terminateThread(const QVariant &) { d->exitRunLoop = true; }
+void KVBackgroundThread::terminateThread(const QVariant &)
+{
+    d->exitRunLoop = true;
+    d->queue.endSoon();
+}
 
 } // namespace KVBase

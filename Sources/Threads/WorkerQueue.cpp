@@ -35,6 +35,7 @@ void WorkerQueue::open()
 {
     const std::lock_guard lock(mutex);
     isOpen = true;
+    batchesLeft = -1;
 }
 
 void WorkerQueue::close()
@@ -54,6 +55,10 @@ KVCallable WorkerQueue::next()
         const std::deque<KVCallable> cancelled = std::exchange(batch, {});
         const std::lock_guard lock(mutex);
         batchCancellations = cancellations.load(std::memory_order_relaxed);
+        if (batchesLeft == 0)
+            return nullptr;
+        if (batchesLeft > 0)
+            --batchesLeft;
         batch.swap(waiting);
         isFlushed = isFlushed && !batch.empty();
         if (batch.empty())

@@ -34,6 +34,10 @@ public:
 
     void open();
 
+    /// Has the worker take over what is queued once more and then no more, however fast others go on
+    /// submitting. The worker's own.
+    void endSoon() { batchesLeft = 1; }
+
     /// Refuses requests from now on, and drops those that are left, on the calling thread. The worker's own.
     void close();
 
@@ -53,6 +57,8 @@ private:
     /// What the worker took over at once; the worker's own.
     std::deque<KVCallable> batch;
     std::uint64_t batchCancellations = 0;
+    /// How often the worker still takes over; negative for without end.
+    int batchesLeft = -1;
 };
 
 } // namespace KVBase
