@@ -6,7 +6,7 @@ namespace KVBase
 NSImageRep::NSImageRep() = default;
 
 NSImageRep::NSImageRep(const NSSize &size, std::int32_t pixelsWide, std::int32_t pixelsHigh)
-    : sizeInPoints(size), wide(pixelsWide), high(pixelsHigh)
+    : sizeInPoints(size), numberOfPixelsWide(pixelsWide), numberOfPixelsHigh(pixelsHigh)
 {}
 
 NSImageRep::~NSImageRep() = default;

@@ -25,10 +25,10 @@ public:
     void setSize(const NSSize &size) { sizeInPoints = size; }
 
     /// The number of pixels; 0 when the representation has none of its own.
-    std::int32_t pixelsWide() const { return wide; }
-    std::int32_t pixelsHigh() const { return high; }
-    void setPixelsWide(std::int32_t pixels) { wide = pixels; }
-    void setPixelsHigh(std::int32_t pixels) { high = pixels; }
+    std::int32_t pixelsWide() const { return numberOfPixelsWide; }
+    std::int32_t pixelsHigh() const { return numberOfPixelsHigh; }
+    void setPixelsWide(std::int32_t pixels) { numberOfPixelsWide = pixels; }
+    void setPixelsHigh(std::int32_t pixels) { numberOfPixelsHigh = pixels; }
 
     /// Draws the whole representation into `inRect` of the painter's coordinates, in which y grows upwards as
     /// in `NSDrawingSession`, with the painter's composition mode and opacity. false: nothing could be drawn.
@@ -40,8 +40,8 @@ protected:
 
 private:
     NSSize sizeInPoints;
-    std::int32_t wide = 0;
-    std::int32_t high = 0;
+    std::int32_t numberOfPixelsWide = 0;
+    std::int32_t numberOfPixelsHigh = 0;
 };
 
 } // namespace KVBase
