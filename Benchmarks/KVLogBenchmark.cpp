@@ -24,16 +24,16 @@ namespace
 /// has.
 const std::string &folder()
 {
-    static const std::string made = [] {
+    static const std::string *const made = [] {
         std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm/kvlog-XXXXXX" : "/tmp/kvlog-XXXXXX";
         if (mkdtemp(name.data()) == nullptr)
             std::abort();
         setenv("HOME", name.c_str(), 1);
         setenv("XDG_CONFIG_HOME", name.c_str(), 1);
         std::atexit([] { (void)std::system(("rm -rf '" + folder() + "'").c_str()); });
-        return name;
+        return new std::string(name);
     }();
-    return made;
+    return *made;
 }
 
 std::string fileFor(const char *contender) { return folder() + "/" + contender + ".log"; }

@@ -55,13 +55,18 @@ void KVLogFile::write(QByteArrayView lines)
 
 void KVLogFile::forget() { waiting.clear(); }
 
-/// How many bytes the system took.
+/// How many bytes the system took. The stream holds nothing back, so its descriptor may be written to.
 std::size_t KVLogFile::hand(QByteArrayView bytes)
 {
-    const std::size_t taken =
-        ::fwrite_unlocked(bytes.data(), 1, static_cast<std::size_t>(bytes.size()), sLogFile);
-    if (taken < static_cast<std::size_t>(bytes.size()))
-        ::clearerr_unlocked(sLogFile);
+    const auto size = static_cast<std::size_t>(bytes.size());
+    std::size_t taken = 0;
+    while (taken < size) {
+        const ssize_t written = ::write(::fileno(sLogFile), bytes.data() + taken, size - taken);
+        if (written > 0)
+            taken += static_cast<std::size_t>(written);
+        else if (written == 0 || errno != EINTR)
+            break;
+    }
     return taken;
 }
 

@@ -166,9 +166,63 @@ void putAddress(KVFormatOutput &output, const KVFormatConversion &conversion,
     putNumber(output, conversion, "0x", digits.view(), conversion.zeroPadded);
 }
 
-/// The bytes of a `%s`, of which no more are read than the precision allows; a character that it would cut in
-/// two is left out whole.
-QByteArrayView bytesOf(const KVFormatArgument &argument, std::int32_t precision)
+void putText(KVFormatOutput &output, const KVFormatConversion &conversion, QStringView text)
+{
+    const qsizetype missing = std::max<qsizetype>(conversion.width - text.size(), 0);
+    if (missing > 0 && !conversion.leftAligned)
+        output.putBlanks(static_cast<std::size_t>(missing), ' ');
+    output.putUtf16(text);
+    if (missing > 0 && conversion.leftAligned)
+        output.putBlanks(static_cast<std::size_t>(missing), ' ');
+}
+
+void putBytes(KVFormatOutput &output, const KVFormatConversion &conversion, const KVFormatArgument &argument)
+{
+    const QByteArrayView bytes = formatBytes(argument, conversion.precision);
+    if (conversion.width == 0)
+        output.putUtf8(bytes);
+    else
+        putText(output, conversion, QString::fromUtf8(bytes));
+}
+
+/// What `%@` prints for a value that is no object.
+QString describeValue(const KVFormatArgument &argument)
+{
+    switch (argument.kind) {
+    case KVFormatArgument::Kind::Integer:
+        return argument.integerSigned ? QString::number(static_cast<qlonglong>(argument.integer))
+                                      : QString::number(static_cast<qulonglong>(argument.integer));
+    case KVFormatArgument::Kind::Real:
+        return QString::number(argument.real, 'g', QLocale::FloatingPointShortest);
+    case KVFormatArgument::Kind::Character:
+        return QString(QChar(static_cast<char16_t>(argument.integer)));
+    case KVFormatArgument::Kind::Bytes:
+        return QString::fromUtf8(formatBytes(argument, -1));
+    case KVFormatArgument::Kind::Text:
+        return *static_cast<const QString *>(argument.object);
+    default:
+        return {};
+    }
+}
+
+void putObject(KVFormatOutput &output, const KVFormatConversion &conversion, const KVFormatArgument &argument)
+{
+    const QString described =
+        argument.describe != nullptr ? argument.describe(argument.object) : describeValue(argument);
+    QStringView text = described;
+    if (described.isNull())
+        text = u"(null)";
+    if (conversion.precision >= 0 && text.size() > conversion.precision) {
+        text.truncate(conversion.precision);
+        if (!text.empty() && text.back().isHighSurrogate())
+            text.chop(1);
+    }
+    putText(output, conversion, text);
+}
+
+} // namespace
+
+QByteArrayView formatBytes(const KVFormatArgument &argument, std::int32_t precision)
 {
     const auto *const bytes = static_cast<const char *>(argument.address);
     if (bytes == nullptr)
@@ -193,60 +247,6 @@ QByteArrayView bytesOf(const KVFormatArgument &argument, std::int32_t precision)
     }
     return {bytes, static_cast<qsizetype>(size)};
 }
-
-void putText(KVFormatOutput &output, const KVFormatConversion &conversion, QStringView text)
-{
-    const qsizetype missing = std::max<qsizetype>(conversion.width - text.size(), 0);
-    if (missing > 0 && !conversion.leftAligned)
-        output.putBlanks(static_cast<std::size_t>(missing), ' ');
-    output.putUtf16(text);
-    if (missing > 0 && conversion.leftAligned)
-        output.putBlanks(static_cast<std::size_t>(missing), ' ');
-}
-
-void putBytes(KVFormatOutput &output, const KVFormatConversion &conversion, const KVFormatArgument &argument)
-{
-    const QByteArrayView bytes = bytesOf(argument, conversion.precision);
-    if (conversion.width == 0)
-        output.putUtf8(bytes);
-    else
-        putText(output, conversion, QString::fromUtf8(bytes));
-}
-
-/// What `%@` prints for a value that is no object.
-QString describeValue(const KVFormatArgument &argument)
-{
-    switch (argument.kind) {
-    case KVFormatArgument::Kind::Integer:
-        return argument.integerSigned ? QString::number(static_cast<qlonglong>(argument.integer))
-                                      : QString::number(static_cast<qulonglong>(argument.integer));
-    case KVFormatArgument::Kind::Real:
-        return QString::number(argument.real, 'g', QLocale::FloatingPointShortest);
-    case KVFormatArgument::Kind::Character:
-        return QString(QChar(static_cast<char16_t>(argument.integer)));
-    case KVFormatArgument::Kind::Bytes:
-        return QString::fromUtf8(bytesOf(argument, -1));
-    default:
-        return {};
-    }
-}
-
-void putObject(KVFormatOutput &output, const KVFormatConversion &conversion, const KVFormatArgument &argument)
-{
-    const QString described =
-        argument.describe != nullptr ? argument.describe(argument.object) : describeValue(argument);
-    QStringView text = described;
-    if (described.isNull())
-        text = u"(null)";
-    if (conversion.precision >= 0 && text.size() > conversion.precision) {
-        text.truncate(conversion.precision);
-        if (!text.empty() && text.back().isHighSurrogate())
-            text.chop(1);
-    }
-    putText(output, conversion, text);
-}
-
-} // namespace
 
 void putConversion(KVFormatOutput &output, const KVFormatConversion &conversion,
                    const KVFormatArgument &argument)

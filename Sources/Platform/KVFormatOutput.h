@@ -10,9 +10,6 @@
 namespace KVBase
 {
 
-struct KVFormatView;
-class KVFormatArgument;
-
 /// Where the formatter puts what it makes, piece by piece.
 class KV_EXPORT KVFormatOutput {
 public:
@@ -23,9 +20,5 @@ public:
     virtual void putAscii(QByteArrayView text) = 0;
     virtual void putBlanks(std::size_t count, char blank) = 0;
 };
-
-/// Fills in `format`; see `KVFormatString`.
-KV_EXPORT void formatInto(KVFormatOutput &output, const KVFormatView &format,
-                          const KVFormatArgument *arguments, std::size_t count);
 
 } // namespace KVBase

@@ -1,5 +1,7 @@
 #include "Platform/KVFormatUtf8.h"
 
+#include "Platform/KVFormatter.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -33,34 +35,21 @@ char *encode(char *to, char32_t point)
 
 } // namespace
 
-/// Room for `count` more bytes, which the caller fills and adds to the size.
-char *KVFormatUtf8::grow(std::size_t count)
+void KVFormatUtf8::enlarge(std::size_t count)
 {
-    if (capacity - size < count) {
-        const std::size_t wanted = std::max(capacity * 2, size + count);
-        auto larger = std::make_unique_for_overwrite<char[]>(wanted);
-        std::memcpy(larger.get(), bytes, size);
-        heap = std::move(larger);
-        bytes = heap.get();
-        capacity = wanted;
-    }
-    return bytes + size;
+    const std::size_t wanted = std::max(capacity * 2, size + count);
+    auto larger = std::make_unique_for_overwrite<char[]>(wanted);
+    std::memcpy(larger.get(), bytes, size);
+    heap = std::move(larger);
+    bytes = heap.get();
+    capacity = wanted;
 }
 
 void KVFormatUtf8::append(QByteArrayView text)
 {
     const auto count = static_cast<std::size_t>(text.size());
-    if (count == 0)
-        return;
     std::memcpy(grow(count), text.data(), count);
     size += count;
-}
-
-/// A pair that another kind of piece interrupts stays without its second half.
-void KVFormatUtf8::endPair()
-{
-    broken = isBroken();
-    highSurrogate = 0;
 }
 
 void KVFormatUtf8::putUtf16(QStringView text)
@@ -85,23 +74,13 @@ void KVFormatUtf8::putUtf16(QStringView text)
     size = static_cast<std::size_t>(next - bytes);
 }
 
-void KVFormatUtf8::putUtf8(QByteArrayView text)
+/// What is not all ASCII; broken bytes are replaced.
+void KVFormatUtf8::putForeign(QByteArrayView text)
 {
-    if (text.isEmpty())
-        return;
-    endPair();
     if (text.isValidUtf8())
         append(text);
     else
         append(QString::fromUtf8(text).toUtf8());
-}
-
-void KVFormatUtf8::putAscii(QByteArrayView text)
-{
-    if (text.isEmpty())
-        return;
-    endPair();
-    append(text);
 }
 
 void KVFormatUtf8::putBlanks(std::size_t count, char blank)
@@ -125,6 +104,12 @@ QByteArrayView KVFormatUtf8::line()
     *grow(1) = '\n';
     ++size;
     return {bytes, static_cast<qsizetype>(size)};
+}
+
+void formatInto(KVFormatUtf8 &output, const KVFormatView &format, const KVFormatArgument *arguments,
+                std::size_t count)
+{
+    runFormatter(output, format, arguments, count);
 }
 
 } // namespace KVBase

@@ -140,7 +140,7 @@ consteval unsigned offerOf()
 /// One argument of a format with its type erased. It borrows what it was made from, so it lives for one call.
 class KVFormatArgument {
 public:
-    enum class Kind : std::uint8_t { Integer, Real, Pointer, Character, Bytes, Object };
+    enum class Kind : std::uint8_t { Integer, Real, Pointer, Character, Bytes, Text, Object };
 
     template <class T>
     explicit KVFormatArgument(const T &value)
@@ -161,6 +161,8 @@ public:
             setBytes(value, SIZE_MAX, true);
         else if constexpr (std::same_as<T, std::nullptr_t>)
             setBytes(nullptr, 0, true);
+        else if constexpr (std::same_as<T, QString>)
+            setText(value);
         else
             setOther(value);
     }
@@ -210,6 +212,12 @@ private:
         address = const_cast<const char *>(bytes);
         size = count;
         terminated = stopsAtNul;
+    }
+
+    void setText(const QString &text)
+    {
+        kind = Kind::Text;
+        object = &text;
     }
 
     template <class T>
