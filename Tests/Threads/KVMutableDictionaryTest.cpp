@@ -308,7 +308,7 @@ TEST(KVMutableDictionaryThreads, AgreesWithASequentialModel)
         std::uint32_t random = static_cast<std::uint32_t>(thread) + 1;
         for (int i = 0; i < 1000; ++i) {
             random = random * 1664525u + 1013904223u;
-            const qlonglong key = thread * 1000 + (random >> 24) % 20;
+            const qlonglong key = qlonglong{thread} * 1000 + qlonglong{(random >> 24) % 20};
             if ((random >> 16) % 3 == 0) {
                 dictionary.removeObjectForKey(number(key));
                 model.erase(key);
