@@ -111,7 +111,7 @@ TEST_F(KVAppVersionUtilsTest, EqualValuesAreNoFirstStartWhateverComesLater)
 
 TEST_F(KVAppVersionUtilsTest, ADebugBuildNeverAnswersNorStores)
 {
-    runInChild([this] {
+    runInChild([] {
         storeOtherValues();
         {
             const StubApplication app(application("101", "BUILD_STYLE_PLACEHOLDER"));
