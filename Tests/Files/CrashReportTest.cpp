@@ -236,6 +236,12 @@ TEST_F(CrashReportTest, LeavesOtherNamesAlone)
     EXPECT_FALSE(CrashReport::newCrashLogExists());
 }
 
+TEST_F(CrashReportTest, LeavesAReportAloneThatIsStillBeingWritten)
+{
+    addReport(QStringLiteral(".Tool_1.crash.part"), "2020-01-01T00:00:00.000Z");
+    EXPECT_FALSE(CrashReport::newCrashLogExists());
+}
+
 TEST_F(CrashReportTest, CountsAFolderOfTheName)
 {
     QDir().mkpath(report(QStringLiteral("Tool folder")));

@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -21,7 +22,8 @@ volatile int sink;
     sink = *bad;
 }
 
-[[gnu::noinline]] void callNothing()
+/// The sanitizer would look at what the pointer points to before the call.
+__attribute__((noinline, no_sanitize("undefined"))) void callNothing()
 {
     void (*volatile nothing)() = nullptr;
     nothing();
@@ -78,7 +80,11 @@ void crash(const std::string &how)
         crashInThread();
     else if (how == "thread-overflow")
         overflowInThread();
-    else if (how == "unwritable") {
+    else if (how == "limited") {
+        const rlimit oneKilobyte{1000, 1000};
+        setrlimit(RLIMIT_FSIZE, &oneKilobyte);
+        readThroughBadPointer();
+    } else if (how == "unwritable") {
         rmdir((std::string(std::getenv("XDG_DATA_HOME")) + "/Logs/CrashReporter").c_str());
         readThroughBadPointer();
     } else if (how == "trap")

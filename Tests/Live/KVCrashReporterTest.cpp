@@ -223,6 +223,14 @@ TEST_F(KVCrashReporterTest, DiesAsUsualWhenTheReportCannotBeWritten)
     EXPECT_TRUE(reports().isEmpty());
 }
 
+TEST_F(KVCrashReporterTest, LeavesNoPieceOfAReportThatDoesNotFit)
+{
+    crash({QStringLiteral("limited")});
+    EXPECT_TRUE(crashed);
+    EXPECT_EQ(exitCode, SIGSEGV);
+    EXPECT_EQ(reports(), QStringList());
+}
+
 TEST_F(KVCrashReporterTest, RefusesWithoutAPlaceForReports)
 {
     QFile blocker(home.filePath(QStringLiteral("Logs")));

@@ -86,6 +86,7 @@ int main(int argc, char **argv)
 {
     const bool isBrief = argc > 1 && std::strcmp(argv[1], "brief") == 0;
     std::signal(SIGALRM, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_IGN);
     alarm(isBrief ? kSecondsWithoutStacks : kSecondsForStacks);
     timespec when = {};
     clock_gettime(CLOCK_REALTIME, &when);

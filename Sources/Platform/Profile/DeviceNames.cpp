@@ -26,7 +26,8 @@ QString nameOrNothing(const char *name)
 
 void keepQuiet(char *, ...) {}
 
-[[noreturn]] void outOfMemory(char *, ...) { std::abort(); }
+// The attribute is part of the type that libpci expects, which the standard spelling is not.
+__attribute__((noreturn)) void outOfMemory(char *, ...) { std::abort(); }
 
 QByteArray numberKey(int number) { return QByteArray::number(number, 16).rightJustified(4, '0') + "  "; }
 
