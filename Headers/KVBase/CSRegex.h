@@ -98,6 +98,9 @@ public:
     static QString escapedPattern(const QString &text);
 
 private:
+    friend struct CSRegexBytes;
+    NSRange rangeOfMatchInBytes(const char *subject) const;
+
     regex_t expression;
 };
 

@@ -63,6 +63,9 @@ public:
 
     std::vector<VCardLine> lines;
 
+    /// The text that the lines were read from: what needed no change in them lies there and not in copies.
+    QByteArray source;
+
 private:
     const VCardLine *first(QByteArrayView name) const;
 };

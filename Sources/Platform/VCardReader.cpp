@@ -44,7 +44,8 @@ QByteArray inUtf8(const QByteArray &bytes, const QByteArray &charset)
 {
     if (charset.isEmpty() || isSame(charset, "UTF-8"))
         return bytes.isValidUtf8() ? bytes : QString::fromLatin1(bytes).toUtf8();
-    QStringDecoder decoder(charset.constData());
+    // The charset is a part of the line, which no NUL ends.
+    QStringDecoder decoder(charset.toStdString().c_str());
     return decoder.isValid() ? QString(decoder(bytes)).toUtf8() : QString::fromLatin1(bytes).toUtf8();
 }
 
@@ -136,7 +137,8 @@ bool isQuotedPrintable(const VCardLine &line) { return isSame(encodingOf(line), 
 /// Reads "[group.]name[;parameter]*:value"; false when the text is no such line.
 class LineParser {
 public:
-    explicit LineParser(QByteArrayView given) : text(given) {}
+    /// `isLasting` says that the text outlives the line, which then needs no copies.
+    LineParser(QByteArrayView given, bool isLasting) : text(given), lasts(isLasting) {}
 
     bool parse(VCardLine *line)
     {
@@ -152,7 +154,7 @@ public:
             end = nextDivider(head, start);
             readParameter(head.sliced(start, end - start).trimmed(), line);
         }
-        line->value = text.sliced(colon + 1).toByteArray();
+        line->value = kept(text.sliced(colon + 1));
         return true;
     }
 
@@ -182,33 +184,39 @@ private:
         return head.size();
     }
 
-    static bool readName(QByteArrayView name, VCardLine *line)
+    QByteArray kept(QByteArrayView part) const
+    {
+        return lasts ? QByteArray::fromRawData(part.data(), part.size()) : part.toByteArray();
+    }
+
+    bool readName(QByteArrayView name, VCardLine *line) const
     {
         const qsizetype dot = name.indexOf('.');
         if (dot >= 0) {
             if (!isName(name.first(dot)))
                 return false;
-            line->group = name.first(dot).toByteArray();
+            line->group = kept(name.first(dot));
             name = name.sliced(dot + 1);
         }
-        line->name = name.toByteArray();
+        line->name = kept(name);
         return isName(name);
     }
 
     /// Version 2.1 leaves the parameter's name out where the value tells it.
-    static void readParameter(QByteArrayView parameter, VCardLine *line)
+    void readParameter(QByteArrayView parameter, VCardLine *line) const
     {
         const qsizetype equals = parameter.indexOf('=');
         if (equals >= 0 && isName(parameter.first(equals)))
             line->parameters.push_back({parameter.first(equals).toByteArray().toUpper(),
                                         parameter.sliced(equals + 1).toByteArray()});
         else if (isAmong(parameter, {"QUOTED-PRINTABLE", "BASE64", "8BIT", "7BIT"}))
-            line->parameters.push_back({"ENCODING", parameter.toByteArray()});
+            line->parameters.push_back({"ENCODING", kept(parameter)});
         else if (isName(parameter))
-            line->parameters.push_back({"TYPE", parameter.toByteArray()});
+            line->parameters.push_back({"TYPE", kept(parameter)});
     }
 
     QByteArrayView text;
+    bool lasts;
 };
 
 /// Reads the cards of a text one after the other.
@@ -334,14 +342,14 @@ private:
     {
         const QByteArrayView first = takePhysicalLine();
         if (!isFolded())
-            return LineParser(first).parse(line) && readContinuation(line);
+            return LineParser(first, true).parse(line) && readContinuation(line);
         QByteArray unfolded = first.toByteArray();
         while (isFolded()) {
             // The blank is part of the text in version 2.1 and a mere mark in the others.
             const QByteArrayView more = takePhysicalLine();
             unfolded.append(version == Version::Two ? more : more.sliced(1));
         }
-        return LineParser(unfolded).parse(line) && readContinuation(line);
+        return LineParser(unfolded, false).parse(line) && readContinuation(line);
     }
 
     /// What version 2.1 continues in its own ways: text behind a soft line break, and data up to an empty
@@ -381,6 +389,8 @@ std::vector<VCardDocument> VCardDocument::readAll(const QByteArray &bytes)
     Reader reader(text);
     while (reader.findCard()) {
         VCardDocument card;
+        card.source = text;
+        card.lines.reserve(16);
         if (reader.readCard(&card))
             cards.push_back(std::move(card));
     }

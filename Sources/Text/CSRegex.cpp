@@ -59,10 +59,10 @@ void compile(regex_t *expression, const QString &pattern, std::int32_t options)
 }
 
 /// Whether `expression` matches, and where: the slots stay as they are where the library writes nothing.
-bool execute(const regex_t *expression, const QByteArray &subject, std::size_t count, regmatch_t *slots)
+bool execute(const regex_t *expression, const char *subject, std::size_t count, regmatch_t *slots)
 {
     const CLocale locale;
-    return regexec(expression, subject.constData(), count, slots, 0) == 0;
+    return regexec(expression, subject, count, slots, 0) == 0;
 }
 
 /// The text in `range`, which must lie in `text`.
@@ -111,13 +111,18 @@ CSRegex::~CSRegex() { regfree(&expression); }
 
 bool CSRegex::matchesString(const QString &string) const
 {
-    return !isNil(string) && execute(&expression, utf8(string), 0, nullptr);
+    return !isNil(string) && execute(&expression, utf8(string).constData(), 0, nullptr);
 }
 
 NSRange CSRegex::rangeOfMatchInString(const QString &string) const
 {
+    return isNil(string) ? kNoMatch : rangeOfMatchInBytes(utf8(string).constData());
+}
+
+NSRange CSRegex::rangeOfMatchInBytes(const char *subject) const
+{
     regmatch_t slot{};
-    if (isNil(string) || !execute(&expression, utf8(string), 1, &slot))
+    if (!execute(&expression, subject, 1, &slot))
         return kNoMatch;
     return {static_cast<std::uint32_t>(slot.rm_so), static_cast<std::uint32_t>(slot.rm_eo - slot.rm_so)};
 }
@@ -162,7 +167,7 @@ std::optional<QStringList> CSRegex::capturedSubstringsOfString(const QString &st
 {
     std::vector<regmatch_t> slots(expression.re_nsub + 1);
     const QByteArray subject = utf8(string);
-    if (isNil(string) || !execute(&expression, subject, slots.size(), slots.data()))
+    if (isNil(string) || !execute(&expression, subject.constData(), slots.size(), slots.data()))
         return std::nullopt;
     QStringList captures;
     for (const regmatch_t &slot : slots) {

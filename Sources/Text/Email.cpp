@@ -2,7 +2,10 @@
 #include <KVBase/Email.h>
 #include <KVBase/KVLog.h>
 
+#include "Text/CSRegexBytes.h"
 #include "Text/EmailReasons.h"
+
+#include <QtCore/QVarLengthArray>
 
 namespace KVBase
 {
@@ -51,12 +54,23 @@ const Expressions &expressions()
     return made;
 }
 
-/// Whether `expression`, which asks for the parentheses, matches the whole of `part`.
-bool matchesWhole(const CSRegex &expression, const QString &part)
+/// Whether `expression`, which asks for the parentheses, matches the whole of `part`. The expressions know
+/// ASCII characters alone, so that any other one decides without them, and no memory is needed for a usual
+/// part.
+bool matchesWhole(const CSRegex &expression, QStringView part)
 {
-    const QString wrapped = QLatin1Char('(') + part + QLatin1Char(')');
-    const NSRange range = expression.rangeOfMatchInString(wrapped);
-    return range.location == 0 && range.length == static_cast<std::size_t>(wrapped.size());
+    QVarLengthArray<char, 256> wrapped(part.size() + 3);
+    char *next = wrapped.data();
+    *next++ = '(';
+    for (const QChar unit : part) {
+        if (unit.unicode() == 0 || unit.unicode() > 0x7f)
+            return false;
+        *next++ = static_cast<char>(unit.unicode());
+    }
+    *next++ = ')';
+    *next = 0;
+    const NSRange range = CSRegexBytes::rangeOfMatch(expression, wrapped.constData());
+    return range.location == 0 && range.length == static_cast<std::size_t>(part.size()) + 2;
 }
 
 bool holdsWhitespace(const QString &part)
@@ -134,7 +148,7 @@ Finding finding(const QString &text)
 
 bool Email::isValidEmailAddress(const QString &text)
 {
-    const QString trimmed = text.trimmed();
+    const QStringView trimmed = QStringView(text).trimmed();
     return !trimmed.isEmpty() && matchesWhole(expressions().address, trimmed);
 }
 

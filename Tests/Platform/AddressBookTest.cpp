@@ -86,7 +86,7 @@ TEST(ABPersonTest, SetsReplacesAndRemovesProperties)
     EXPECT_TRUE(isNil(person->valueForProperty(key(kABNoteProperty))));
     EXPECT_FALSE(person->setValue(QStringLiteral("x"), QStringLiteral("Unknown")));
     EXPECT_FALSE(person->setValue(QStringLiteral("x"), key(kABPersonFlags)));
-    EXPECT_FALSE(person->setValue(QVariantList({1}), key(kABEmailProperty)));
+    EXPECT_FALSE(person->setValue(QVariantList{QVariant(1)}, key(kABEmailProperty)));
     EXPECT_FALSE(person->setValue(1, key(kABNoteProperty)));
     EXPECT_EQ(person->valueForProperty(key(kABPersonFlags)), QVariant(1));
     EXPECT_TRUE(person->setValue(9, key(kABPersonFlags)));

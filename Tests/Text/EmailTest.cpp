@@ -23,27 +23,10 @@ NSError reasonFor(const QString &address)
 TEST(EmailTest, PlausibleAddressesAreValid)
 {
     const char *const addresses[] = {
-        "someone@host.com",
-        "a@b.de",
-        " a@b.de ",
-        "\n\ta@b.de\r\n",
-        "\xc2\xa0"
-        "a@b.de\xe2\x80\xa8",
-        "a,b@host.com",
-        "a+b@host.com",
-        "a/b@host.com",
-        "{a|b}~@host.com",
-        "a?b=c@host.com",
-        "!#$%&'*@host.com",
-        "^_`@host.com",
-        "-.@host.com",
-        "a@b.c.d-e.museum",
-        "a@b.travel",
-        "a@1.2.3.de",
-        "a@-.de",
-        "a@..de",
-        ".@b.de",
-        "A@B.DE",
+        "someone@host.com", "a@b.de",       " a@b.de ",     "\n\ta@b.de\r\n",   "\u00a0a@b.de\xe2\x80\xa8",
+        "a,b@host.com",     "a+b@host.com", "a/b@host.com", "{a|b}~@host.com",  "a?b=c@host.com",
+        "!#$%&'*@host.com", "^_`@host.com", "-.@host.com",  "a@b.c.d-e.museum", "a@b.travel",
+        "a@1.2.3.de",       "a@-.de",       "a@..de",       ".@b.de",           "A@B.DE",
         "0@0.aa",
     };
     for (const char *address : addresses) {
@@ -75,9 +58,7 @@ TEST(EmailTest, TheReasonSaysWhichPartIsWrong)
         {" ä@b.de", 1110},
         {"ä @b.de", 1110},
         {"a\nb@host.com", 1112},
-        {"a\xc2\xa0"
-         "b@host.com",
-         1112},
+        {"a\u00a0b@host.com", 1112},
         {"ä@host.com", 1111},
         {"a(b@host.com", 1111},
         {"a\"b@host.com", 1111},
