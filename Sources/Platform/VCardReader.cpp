@@ -384,7 +384,9 @@ private:
 
 std::vector<VCardDocument> VCardDocument::readAll(const QByteArray &bytes)
 {
-    const QByteArray text = withoutByteOrderMark(bytes);
+    QByteArray text = withoutByteOrderMark(bytes);
+    // The lines lie in it, so it must not be memory that is only lent.
+    text.detach();
     std::vector<VCardDocument> cards;
     Reader reader(text);
     while (reader.findCard()) {
