@@ -81,8 +81,8 @@ void crash(const std::string &how)
     else if (how == "thread-overflow")
         overflowInThread();
     else if (how == "limited") {
-        const rlimit oneKilobyte{1000, 1000};
-        setrlimit(RLIMIT_FSIZE, &oneKilobyte);
+        const rlimit hundredBytes{100, 100};
+        setrlimit(RLIMIT_FSIZE, &hundredBytes);
         readThroughBadPointer();
     } else if (how == "unwritable") {
         rmdir((std::string(std::getenv("XDG_DATA_HOME")) + "/Logs/CrashReporter").c_str());
