@@ -30,62 +30,136 @@ HWY_INLINE std::int16_t columnValue(const std::uint8_t *const *rows, const std::
 
 #if HWY_TARGET != HWY_SCALAR
 
+using SumTag = hn::ScalableTag<std::int32_t>;
+using WordTag = hn::Repartition<std::int16_t, SumTag>;
+using Sums = hn::Vec<SumTag>;
+using Words = hn::Vec<WordTag>;
+
+/// Adds the products of neighbouring words, two by two.
+HWY_INLINE Sums addProducts(Words a, Words b, Sums sum)
+{
+#if HWY_TARGET == HWY_AVX3_DL
+    return Sums{_mm512_dpwssd_epi32(sum.raw, a.raw, b.raw)};
+#else
+    Sums other = hn::Zero(SumTag());
+    const Sums both = hn::ReorderWidenMulAccumulate(SumTag(), a, b, sum, other);
+    return hn::RearrangeToOddPlusEven(both, other);
+#endif
+}
+
+/// Two weights next to each other, in every pair of words.
+HWY_INLINE Words pairOfWeights(const std::int16_t *weights)
+{
+    std::int32_t pair = 0;
+    std::memcpy(&pair, weights, sizeof pair);
+    return hn::BitCast(WordTag(), hn::Set(SumTag(), pair));
+}
+
+/// The running sums of one vector's worth of bytes.
+struct ColumnSums {
+    Sums low;
+    Sums high;
+
+    explicit ColumnSums(Sums start) : low(start), high(start) {}
+
+    HWY_INLINE void add(const std::uint8_t *upper, const std::uint8_t *lower, Words weights)
+    {
+        const WordTag words;
+        const hn::Rebind<std::uint8_t, WordTag> bytes;
+        const Words a = hn::PromoteTo(words, hn::LoadU(bytes, upper));
+        const Words b = hn::PromoteTo(words, hn::LoadU(bytes, lower));
+        low = addProducts(hn::InterleaveLower(words, a, b), weights, low);
+        high = addProducts(hn::InterleaveUpper(words, a, b), weights, high);
+    }
+
+    HWY_INLINE void store(int shift, std::int16_t *target) const
+    {
+        const WordTag words;
+        const Words packed =
+            hn::ReorderDemote2To(words, hn::ShiftRightSame(low, shift), hn::ShiftRightSame(high, shift));
+        hn::StoreU(packed, words, target);
+    }
+};
+
 /// Weighs `taps` rows of `count` bytes; `taps` is even.
 void weighColumns(const std::uint8_t *const *rows, const std::int16_t *weights, std::size_t taps, int shift,
                   std::int16_t *target, std::size_t count)
 {
-    const hn::ScalableTag<std::int32_t> sums;
-    const hn::Repartition<std::int16_t, decltype(sums)> words;
-    const hn::Rebind<std::uint8_t, decltype(words)> bytes;
-    const std::size_t step = hn::Lanes(words);
-    const auto half = hn::Set(sums, std::int32_t{1} << (shift - 1));
+    const Sums half = hn::Set(SumTag(), std::int32_t{1} << (shift - 1));
+    const std::size_t step = hn::Lanes(WordTag());
     std::size_t i = 0;
-    for (; i + step <= count; i += step) {
-        auto low = half;
-        auto high = half;
-        auto unused = hn::Zero(sums);
+    for (; i + 2 * step <= count; i += 2 * step) {
+        ColumnSums left(half);
+        ColumnSums right(half);
         for (std::size_t tap = 0; tap < taps; tap += 2) {
-            std::int32_t pair = 0;
-            std::memcpy(&pair, weights + tap, sizeof pair);
-            const auto weight = hn::BitCast(words, hn::Set(sums, pair));
-            const auto a = hn::PromoteTo(words, hn::LoadU(bytes, rows[tap] + i));
-            const auto b = hn::PromoteTo(words, hn::LoadU(bytes, rows[tap + 1] + i));
-            low = hn::ReorderWidenMulAccumulate(sums, hn::InterleaveLower(words, a, b), weight, low, unused);
-            high =
-                hn::ReorderWidenMulAccumulate(sums, hn::InterleaveUpper(words, a, b), weight, high, unused);
+            const Words pair = pairOfWeights(weights + tap);
+            left.add(rows[tap] + i, rows[tap + 1] + i, pair);
+            right.add(rows[tap] + i + step, rows[tap + 1] + i + step, pair);
         }
-        low = hn::ShiftRightSame(low, shift);
-        high = hn::ShiftRightSame(high, shift);
-        hn::StoreU(hn::ReorderDemote2To(words, low, high), words, target + i);
+        left.store(shift, target + i);
+        right.store(shift, target + i + step);
     }
     for (; i < count; ++i)
         target[i] = columnValue(rows, weights, taps, shift, i);
 }
 
-/// Weighs the pixels of a row of 16-bit values for `count` target pixels.
+/// Byte orders inside blocks of 16 bytes, for vectors of up to four blocks.
+struct BlockOrders {
+    /// Brings the words of a channel in two pixels next to each other.
+    alignas(64) std::uint8_t pixels[64];
+
+    /// Gives block n the weights of pixels 2 n and 2 n + 1, for each of its four channels.
+    alignas(64) std::uint8_t weights[64];
+};
+
+constexpr BlockOrders makeBlockOrders()
+{
+    constexpr std::uint8_t order[16] = {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15};
+    BlockOrders orders{};
+    for (std::size_t i = 0; i < 64; ++i) {
+        orders.pixels[i] = order[i % 16];
+        orders.weights[i] = static_cast<std::uint8_t>(i / 16 * 4 + i % 4);
+    }
+    return orders;
+}
+
+constexpr BlockOrders kBlockOrders = makeBlockOrders();
+
+/// The sum of a vector's blocks of four sums.
+template <class V>
+HWY_INLINE hn::Vec<hn::FixedTag<std::int32_t, 4>> sumOfBlocks(V sum)
+{
+    const hn::DFromV<V> tag;
+    if constexpr (hn::MaxLanes(hn::DFromV<V>()) > 4)
+        return sumOfBlocks(hn::Add(hn::LowerHalf(sum), hn::UpperHalf(hn::Half<decltype(tag)>(), sum)));
+    else
+        return sum;
+}
+
+/// Weighs the pixels of a row of 16-bit values for `count` target pixels. `taps` is a multiple of 8; the row
+/// goes on for as many pixels, and the weights for 8 more.
 void weighRow(const std::int16_t *source, const std::int32_t *first, const std::int16_t *weights,
               std::size_t taps, int shift, std::uint8_t *target, std::size_t count)
 {
-    const hn::FixedTag<std::int32_t, 4> sums;
-    const hn::FixedTag<std::int16_t, 8> words;
-    const hn::FixedTag<std::int16_t, 4> pixel;
-    const hn::FixedTag<std::uint8_t, 4> bytes;
+    const WordTag words;
+    const hn::Repartition<std::uint8_t, WordTag> bytes;
+    const hn::FixedTag<std::int32_t, 4> pixelSums;
+    const hn::FixedTag<std::uint8_t, 4> pixelBytes;
+    const auto pixelOrder = hn::Load(bytes, kBlockOrders.pixels);
+    const auto weightOrder = hn::Load(bytes, kBlockOrders.weights);
+    const std::size_t step = hn::Lanes(words) / 4;
+    const auto half = hn::Set(pixelSums, std::int32_t{1} << (shift - 1));
     for (std::size_t i = 0; i < count; ++i) {
         const std::int16_t *from = source + static_cast<std::size_t>(first[i]) * 4;
         const std::int16_t *weight = weights + i * taps;
-        auto sum = hn::Set(sums, std::int32_t{1} << (shift - 1));
-        auto unused = hn::Zero(sums);
-        for (std::size_t tap = 0; tap < taps; tap += 2, from += 8) {
-            std::int32_t pair = 0;
-            std::memcpy(&pair, weight + tap, sizeof pair);
-            const auto a = hn::LoadU(pixel, from);
-            const auto b = hn::LoadU(pixel, from + 4);
-            const auto both =
-                hn::InterleaveLower(words, hn::ZeroExtendVector(words, a), hn::ZeroExtendVector(words, b));
-            sum = hn::ReorderWidenMulAccumulate(sums, both, hn::BitCast(words, hn::Set(sums, pair)), sum,
-                                                unused);
+        Sums sum = hn::Zero(SumTag());
+        for (std::size_t tap = 0; tap < taps; tap += step) {
+            const auto pixels = hn::TableLookupBytes(hn::LoadU(words, from + tap * 4), pixelOrder);
+            const auto pairs = hn::TableLookupBytes(hn::LoadDup128(words, weight + tap), weightOrder);
+            sum = addProducts(hn::BitCast(words, pixels), hn::BitCast(words, pairs), sum);
         }
-        hn::StoreU(hn::DemoteTo(bytes, hn::ShiftRightSame(sum, shift)), bytes, target + i * 4);
+        const auto total = hn::ShiftRightSame(hn::Add(sumOfBlocks(sum), half), shift);
+        hn::StoreU(hn::DemoteTo(pixelBytes, total), pixelBytes, target + i * 4);
     }
 }
 

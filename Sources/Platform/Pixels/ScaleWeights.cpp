@@ -10,6 +10,7 @@ namespace KVBase::Pixels
 namespace
 {
 
+constexpr std::size_t kTapsTogether = 8;
 constexpr int kSmallestShift = 8;
 constexpr int kLargestShift = 22;
 constexpr double kLargestWeight = 32000; // leaves room for rounding in 16 bits
@@ -151,9 +152,9 @@ bool ScaleWeights::make(std::size_t sourceLength, std::size_t targetLength, unsi
 {
     const Filter filter(sourceLength, targetLength, lobes);
     const std::size_t count = filter.mostTaps();
-    taps = (count + 1) / 2 * 2;
+    taps = (count + kTapsTogether - 1) / kTapsTogether * kTapsTogether;
     first = Scratch<std::int32_t>(targetLength);
-    weights = Scratch<std::int16_t>(targetLength * taps);
+    weights = Scratch<std::int16_t>(targetLength * taps + kTapsTogether);
     const Scratch<double> line(count);
     if (!first || !weights || !line)
         return false;

@@ -18,7 +18,8 @@ struct KV_EXPORT ScaleWeights {
     Scratch<std::int32_t> first;
     Scratch<std::int16_t> weights;
 
-    /// Weights for each target pixel, an even number; those beyond the filter, or the line, are 0.
+    /// Weights for each target pixel, a multiple of 8; those beyond the filter, or the line, are 0. After the
+    /// last pixel's come 8 more.
     std::size_t taps = 0;
     int shift = 0;
 
