@@ -6,6 +6,7 @@
 
 #include <KVBase/KVExport.h>
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -47,7 +48,7 @@ public:
     /// `seconds` as a duration: nothing for negative ones and no number, `kNever` for more than 290 years.
     static std::chrono::nanoseconds durationOf(double seconds);
 
-    bool isOwnThread() const { return owner == std::this_thread::get_id(); }
+    bool isOwnThread() const { return owner.load() == std::this_thread::get_id(); }
 
     /// nil while the loop does not run.
     QString mode();
@@ -137,7 +138,7 @@ private:
     DispatcherDriver *driver = nullptr;
     bool watchesUser = false;
 
-    std::thread::id owner;
+    std::atomic<std::thread::id> owner{};
     QString parkedMode;
     std::uint64_t nextSequence = 0;
     std::uint64_t passes = 0;

@@ -28,6 +28,9 @@ void callOut(Work &&work) noexcept
     }
 }
 
+/// How often a pass goes on with what other threads handed over meanwhile before the rest has its turn.
+constexpr int kMostRefills = 64;
+
 /// The first due time after `now` of a timer that was due at `due`; what was missed is left out.
 std::chrono::nanoseconds nextDue(std::chrono::nanoseconds due, std::chrono::nanoseconds interval,
                                  std::chrono::nanoseconds now)
@@ -102,11 +105,17 @@ void RunLoopCore::performHandovers(const QString &passMode, std::uint64_t sequen
 {
     if (!RunLoopModes::common().contains(passMode))
         return;
-    while (!received.empty() && received.front().sequence < sequenceLimit) {
-        const Handover handover = std::move(received.front());
-        received.pop_front();
-        ++inputs;
-        callOut([&] { handover.work(); });
+    for (int refill = 0; refill <= kMostRefills; ++refill) {
+        while (!received.empty() && received.front().sequence < sequenceLimit) {
+            const Handover handover = std::move(received.front());
+            received.pop_front();
+            ++inputs;
+            callOut([&] { handover.work(); });
+        }
+        if (!received.empty())
+            return;
+        inbox.takeAll(received, nextSequence);
+        sequenceLimit = nextSequence;
     }
 }
 
