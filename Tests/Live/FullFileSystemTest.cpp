@@ -1,0 +1,106 @@
+#include "Platform/Services/FileManager.h"
+
+#include "Support/FileFixtures.h"
+
+#include <KVBase/KVPathUtils.h>
+#include <KVBase/UPath.h>
+
+#include <QtCore/QFile>
+
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+
+namespace KVBase
+{
+namespace
+{
+
+using namespace Tests;
+
+QString text(const char *utf8) { return QString::fromUtf8(utf8); }
+
+/// A real small file system; without the right to mount the tests are skipped.
+class FullFileSystemTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        disk = freshFolder() + text("/Disk");
+        putFolder(disk);
+        mounted = ::mount("none", path().constData(), "tmpfs", 0, "size=128k,mode=0755") == 0;
+        if (!mounted)
+            GTEST_SKIP() << "may not mount";
+        putFile(disk + text("/file"), "old content");
+    }
+
+    void TearDown() override
+    {
+        if (mounted)
+            ::umount2(path().constData(), MNT_DETACH);
+    }
+
+    void makeReadOnly()
+    {
+        ASSERT_EQ(::mount("none", path().constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    }
+
+    QByteArray path() const { return QFile::encodeName(disk); }
+
+    FileManager &files = *Service<FileManager>::current();
+    QString disk;
+    bool mounted = false;
+};
+
+TEST_F(FullFileSystemTest, AWriteThatFindsNoRoomLeavesTheOldFile)
+{
+    EXPECT_FALSE(files.write(disk + text("/file"), QByteArray(1'000'000, 'x')));
+    EXPECT_EQ(contentOf(disk + text("/file")), QByteArray("old content"));
+    EXPECT_FALSE(files.write(disk + text("/new"), QByteArray(1'000'000, 'x')));
+    EXPECT_EQ(namesIn(disk), QStringList{text("file")});
+    EXPECT_TRUE(files.write(disk + text("/file"), "new content"));
+    EXPECT_EQ(contentOf(disk + text("/file")), QByteArray("new content"));
+}
+
+TEST_F(FullFileSystemTest, NothingIsWrittenToAReadOnlyDisk)
+{
+    makeReadOnly();
+    EXPECT_FALSE(files.write(disk + text("/file"), "new"));
+    EXPECT_FALSE(files.createFile(disk + text("/new")));
+    EXPECT_FALSE(files.createDirectory(disk + text("/folder"), true));
+    EXPECT_FALSE(files.remove(disk + text("/file")));
+    EXPECT_EQ(files.openForAppend(disk + text("/file")), -1);
+    EXPECT_FALSE(UPath::CreateFolder(disk + text("/folder")));
+    EXPECT_EQ(contentOf(disk + text("/file")), QByteArray("old content"));
+    EXPECT_EQ(namesIn(disk), QStringList{text("file")});
+}
+
+TEST_F(FullFileSystemTest, AReadOnlyDiskIsNotWritable)
+{
+    makeReadOnly();
+    NSError error;
+    EXPECT_FALSE(KVPathUtils::canWriteToPath(disk, QVariant(1e30), &error));
+    EXPECT_EQ(error.code(), 1);
+    EXPECT_EQ(error.localizedFailureReason(), text("The path 'Disk' does not allow writing."));
+}
+
+TEST_F(FullFileSystemTest, ASpecOnAReadOnlyDiskFailsForAMissingFile)
+{
+    makeReadOnly();
+    FSSpec spec;
+    EXPECT_EQ(UPath::AbsolutePathToFSSpec(disk + text("/file"), &spec), 0);
+    EXPECT_EQ(UPath::AbsolutePathToFSSpec(disk + text("/new"), &spec), -43);
+}
+
+TEST_F(FullFileSystemTest, RoomIsComparedWithWhatTheDiskHas)
+{
+    NSError error;
+    EXPECT_TRUE(KVPathUtils::canWriteToPath(disk, QVariant(65536), &error));
+    EXPECT_FALSE(KVPathUtils::canWriteToPath(disk, QVariant(131073), &error));
+    EXPECT_EQ(error.code(), 28);
+    EXPECT_EQ(error.localizedFailureReason(),
+              text("The volume Disk does not have enough free space available."));
+    EXPECT_LE(UPath::GetFreeDiskBytesForFolder(disk), 131072u);
+}
+
+} // namespace
+} // namespace KVBase
