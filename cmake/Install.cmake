@@ -12,5 +12,8 @@ configure_package_config_file(cmake/KVBaseConfig.cmake.in ${PROJECT_BINARY_DIR}/
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KVBaseConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KVBaseConfig.cmake ${PROJECT_BINARY_DIR}/KVBaseConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/KVBase)
+# How far the prefix is above the pkg-config file depends on how deep the library folder lies.
+file(RELATIVE_PATH prefix_from_pc_file /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" prefix_from_pc_file "${prefix_from_pc_file}")
 configure_file(cmake/KVBase.pc.in ${PROJECT_BINARY_DIR}/KVBase.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/KVBase.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
