@@ -24,7 +24,6 @@ constexpr const char *kFrameworkClasses[] = {
     "ABPerson",
     "ABSearchElement",
     "CIFilter",
-    "CIImage",
     "CSRegex",
     "KVAppVersionUtils",
     "KVBackgroundThread",

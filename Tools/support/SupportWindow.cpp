@@ -56,7 +56,11 @@ SupportWindow::SupportWindow(const QUrl &url, QWidget *parent)
     collect();
 }
 
-SupportWindow::~SupportWindow() = default;
+SupportWindow::~SupportWindow()
+{
+    // A field that has the focus loses it while the window goes, and would have its text judged by what is left.
+    addressField->disconnect(this);
+}
 
 void SupportWindow::build()
 {
