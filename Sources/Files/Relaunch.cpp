@@ -28,8 +28,7 @@ QString titleOf(const QAction &item)
         if (inParentheses) {
             i += 3;
             title = title.trimmed();
-        }
-        else if (text.at(i) != u'&')
+        } else if (text.at(i) != u'&')
             title.append(text.at(i));
         else if (text.mid(i + 1, 1) == u"&")
             title.append(text.at(++i));

@@ -53,7 +53,10 @@ QString NSError::description() const
 {
     if (isNil())
         return {};
-    return QStringLiteral("Error Domain=%1 Code=%2 \"%3\"").arg(d->domain).arg(d->code).arg(localizedDescription());
+    return QStringLiteral("Error Domain=%1 Code=%2 \"%3\"")
+        .arg(d->domain)
+        .arg(d->code)
+        .arg(localizedDescription());
 }
 
 } // namespace KVBase

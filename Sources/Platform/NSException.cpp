@@ -13,8 +13,7 @@ struct NSException::Private {
 
 NSException::NSException(const QString &name, const QString &reason)
     : d(std::make_shared<const Private>(Private{name, reason, (reason.isNull() ? name : reason).toUtf8()}))
-{
-}
+{}
 
 NSException::NSException(const NSException &) noexcept = default;
 NSException &NSException::operator=(const NSException &) noexcept = default;

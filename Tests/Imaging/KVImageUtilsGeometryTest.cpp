@@ -104,19 +104,22 @@ constexpr float kMost = 2147483648.0f; // the largest 32-bit integer, as single 
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, KVImageUtilsCoverTest,
-    testing::Values(
-        SizeRow{"WideCentered", {400, 300}, {200, 200}, true, rect(33, 0, 266, 200)},
-        SizeRow{"WideAtOrigin", {400, 300}, {200, 200}, false, rect(0, 0, 266, 200)},
-        SizeRow{"TallCentered", {300, 400}, {200, 200}, true, rect(0, 33, 200, 266)},
-        SizeRow{"TruncatedFirst", {200.9f, 100}, {100, 100}, true, rect(50, 0, 200, 100)},
-        SizeRow{"SameAspect", {400, 300}, {200, 150}, true, rect(0, 0, 200, 150)},
-        SizeRow{"OddDifferenceTruncated", {403, 300}, {300, 300}, true, rect(51, 0, 403, 300)},
-        SizeRow{"SquareOf97FallsShort", {97, 97}, {100, 100}, true, rect(0, 0, 99, 100)},
-        SizeRow{"NoWidth", {0, 10}, {100, 50}, false, rect(0, 0, 100, kMost)},
-        SizeRow{"NoHeight", {10, 0}, {100, 50}, false, rect(0, 0, kMost, 50)},
-        SizeRow{"NothingOverNothing", {0, 0}, {0, 0}, false, rect(0, 0, -kMost, 0)},
-        SizeRow{"NothingOverSomething", {0, 0}, {100, 50}, false, rect(0, 0, -kMost, 50)},
-        SizeRow{"DifferenceWraps", {10, 1}, {-1000, 2000000000}, true, rect(-1073741324.0f, 0, kMost, 2000000000)}),
+    testing::Values(SizeRow{"WideCentered", {400, 300}, {200, 200}, true, rect(33, 0, 266, 200)},
+                    SizeRow{"WideAtOrigin", {400, 300}, {200, 200}, false, rect(0, 0, 266, 200)},
+                    SizeRow{"TallCentered", {300, 400}, {200, 200}, true, rect(0, 33, 200, 266)},
+                    SizeRow{"TruncatedFirst", {200.9f, 100}, {100, 100}, true, rect(50, 0, 200, 100)},
+                    SizeRow{"SameAspect", {400, 300}, {200, 150}, true, rect(0, 0, 200, 150)},
+                    SizeRow{"OddDifferenceTruncated", {403, 300}, {300, 300}, true, rect(51, 0, 403, 300)},
+                    SizeRow{"SquareOf97FallsShort", {97, 97}, {100, 100}, true, rect(0, 0, 99, 100)},
+                    SizeRow{"NoWidth", {0, 10}, {100, 50}, false, rect(0, 0, 100, kMost)},
+                    SizeRow{"NoHeight", {10, 0}, {100, 50}, false, rect(0, 0, kMost, 50)},
+                    SizeRow{"NothingOverNothing", {0, 0}, {0, 0}, false, rect(0, 0, -kMost, 0)},
+                    SizeRow{"NothingOverSomething", {0, 0}, {100, 50}, false, rect(0, 0, -kMost, 50)},
+                    SizeRow{"DifferenceWraps",
+                            {10, 1},
+                            {-1000, 2000000000},
+                            true,
+                            rect(-1073741324.0f, 0, kMost, 2000000000)}),
     [](const auto &row) { return std::string(row.param.name); });
 
 TEST(KVImageUtilsGeometryTest, LegacyRectanglesFitLikeTheOthers)

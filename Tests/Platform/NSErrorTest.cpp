@@ -35,7 +35,8 @@ TEST(NSErrorTest, HandsOutWhatItWasGiven)
 TEST(NSErrorTest, NamesDomainAndCodeWithoutADescription)
 {
     const NSError error(QStringLiteral("domain"), 5, {});
-    EXPECT_EQ(error.localizedDescription(), QStringLiteral("The operation could not be completed. (domain error 5.)"));
+    EXPECT_EQ(error.localizedDescription(),
+              QStringLiteral("The operation could not be completed. (domain error 5.)"));
 }
 
 } // namespace

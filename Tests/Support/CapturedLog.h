@@ -11,10 +11,9 @@
 namespace KVBase::Tests
 {
 
-/// Collects what the log and `NSLog` write to the console while it lives, without the time stamp and the process.
-/// Any thread may log meanwhile.
-class CapturedLog : private ConsoleSink
-{
+/// Collects what the log and `NSLog` write to the console while it lives, without the time stamp and the
+/// process. Any thread may log meanwhile.
+class CapturedLog : private ConsoleSink {
 public:
     CapturedLog() : guard(this), destination(KVLogDestination()) { KVLogSetDestination(2); }
     ~CapturedLog() override { KVLogSetDestination(destination); }

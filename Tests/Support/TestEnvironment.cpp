@@ -32,7 +32,8 @@ PrivateEnvironment::PrivateEnvironment()
     setFolder("XDG_CACHE_HOME", scratch + QStringLiteral("/home/.cache"));
     setFolder("XDG_STATE_HOME", scratch + QStringLiteral("/home/.local/state"));
     setFolder("XDG_RUNTIME_DIR", scratch + QStringLiteral("/run"));
-    QFile::setPermissions(scratch + QStringLiteral("/run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QFile::setPermissions(scratch + QStringLiteral("/run"),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     setFolder("TMPDIR", scratch + QStringLiteral("/tmp"));
     qputenv("TZ", "Asia/Kolkata");
     qputenv("LANG", "C.UTF-8");

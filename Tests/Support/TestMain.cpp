@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-/// Runs the tests in a private HOME, in a zone that is not UTC, and without an application object: a test that
-/// needs one makes it.
+/// Runs the tests in a private HOME, in a zone that is not UTC, and without an application object: a test
+/// that needs one makes it.
 int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);

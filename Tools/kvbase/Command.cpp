@@ -45,10 +45,7 @@ void printJson(const QJsonValue &value)
     std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stdout);
 }
 
-void complain(const QString &text)
-{
-    std::fprintf(stderr, "kvbase: %s\n", qUtf8Printable(text));
-}
+void complain(const QString &text) { std::fprintf(stderr, "kvbase: %s\n", qUtf8Printable(text)); }
 
 QStringList inputsOrStandardInput(const std::vector<std::string> &given)
 {

@@ -13,9 +13,9 @@ namespace kvbase
 
 /// Exit codes that a script can rely on.
 inline constexpr int kSuccess = 0;
-inline constexpr int kNegative = 1;   // the question was answered with no
-inline constexpr int kFailure = 2;    // something did not work
-inline constexpr int kUsage = 64;     // the command line makes no sense
+inline constexpr int kNegative = 1; // the question was answered with no
+inline constexpr int kFailure = 2;  // something did not work
+inline constexpr int kUsage = 64;   // the command line makes no sense
 
 /// What every subcommand is given: whether --json was asked for, and the application's arguments.
 struct Context {
@@ -27,10 +27,9 @@ struct Context {
 /// Adds a subcommand's options to `app`; the function it answers runs the command and answers the exit code.
 using CommandBuilder = std::function<std::function<int()>(CLI::App &app, const Context &context)>;
 
-/// A subcommand makes itself known by an object of this class at file scope, so that adding one touches no list.
-/// Every subcommand has --json.
-class CommandRegistration
-{
+/// A subcommand makes itself known by an object of this class at file scope, so that adding one touches no
+/// list. Every subcommand has --json.
+class CommandRegistration {
 public:
     CommandRegistration(const char *name, const char *description, CommandBuilder builder);
 };

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-
 #include <algorithm>
 #include <exception>
 
@@ -13,7 +12,8 @@ int main(int argc, char **argv)
 {
     CLI::App app{"Every service of the library from a shell."};
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 yes or done, 1 no, 2 something did not work, 64 the command line makes no sense.");
+    app.footer(
+        "Exit codes: 0 yes or done, 1 no, 2 something did not work, 64 the command line makes no sense.");
     Context context{false, argc, argv};
 
     std::sort(commandList().begin(), commandList().end(),

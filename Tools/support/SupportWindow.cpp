@@ -58,7 +58,8 @@ SupportWindow::SupportWindow(const QUrl &url, QWidget *parent)
 
 SupportWindow::~SupportWindow()
 {
-    // A field that has the focus loses it while the window goes, and would have its text judged by what is left.
+    // A field that has the focus loses it while the window goes, and would have its text judged by what is
+    // left.
     addressField->disconnect(this);
 }
 

@@ -17,8 +17,8 @@ namespace KVBase
 
 /// The one test for nil. A comparison with an empty value is none: in Qt `QString() == ""` is true.
 ///
-/// A text is nil when it is null, an object when it is invalid or holds a null text, an address or a date when
-/// it is default-constructed, a target when it is nil or its receiver has gone.
+/// A text is nil when it is null, an object when it is invalid or holds a null text, an address or a date
+/// when it is default-constructed, a target when it is nil or its receiver has gone.
 inline bool isNil(const QString &text) { return text.isNull(); }
 KV_EXPORT bool isNil(const QVariant &object);
 KV_EXPORT bool isNil(const QUrl &url);

@@ -13,18 +13,16 @@
 namespace KVBase
 {
 
-/// The name of a method, colons included: "refreshDisplay:". An immutable value that compares and hashes by its
-/// text. The text before the first colon is the method's name, the number of colons its number of arguments.
-/// A default-constructed selector is nil. Safe on any thread.
-class KVSelector
-{
+/// The name of a method, colons included: "refreshDisplay:". An immutable value that compares and hashes by
+/// its text. The text before the first colon is the method's name, the number of colons its number of
+/// arguments. A default-constructed selector is nil. Safe on any thread.
+class KVSelector {
 public:
     KVSelector() = default;
 
     template <std::size_t N>
     KVSelector(const char (&literal)[N]) : text(QString::fromUtf8(literal))
-    {
-    }
+    {}
 
     explicit KVSelector(QString selectorText) : text(std::move(selectorText)) {}
 

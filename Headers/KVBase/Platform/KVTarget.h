@@ -16,16 +16,15 @@ namespace KVBase
 /// The receiver of a call that happens later. A plain pointer is not retained: a request whose receiver was
 /// destroyed is dropped. A shared pointer is retained until the request has run or was cancelled. A receiver
 /// that another thread may destroy belongs in a shared pointer.
-class KVTarget
-{
+class KVTarget {
 public:
     KVTarget(std::nullptr_t = nullptr) {}
     KVTarget(QObject *receiver) : weak(receiver), address(receiver) {}
 
     template <std::derived_from<QObject> T>
-    KVTarget(const std::shared_ptr<T> &receiver) : retained(receiver), weak(receiver.get()), address(receiver.get())
-    {
-    }
+    KVTarget(const std::shared_ptr<T> &receiver)
+        : retained(receiver), weak(receiver.get()), address(receiver.get())
+    {}
 
     /// The receiver; null when nil or gone.
     QObject *object() const { return weak.data(); }

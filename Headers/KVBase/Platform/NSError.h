@@ -25,8 +25,7 @@ inline constexpr QLatin1StringView NSURLErrorDomain{"NSURLErrorDomain"};
 
 /// A domain, a code and user information. An immutable value; a default-constructed error is nil. Safe on any
 /// thread.
-class KV_EXPORT NSError
-{
+class KV_EXPORT NSError {
 public:
     NSError();
     NSError(const QString &domain, std::int32_t code, const QVariantMap &userInfo);
@@ -45,8 +44,8 @@ public:
     std::int32_t code() const;
     QVariantMap userInfo() const;
 
-    /// The text under `NSLocalizedDescriptionKey`; without one, a sentence that names the domain and the code.
-    /// nil for a nil error.
+    /// The text under `NSLocalizedDescriptionKey`; without one, a sentence that names the domain and the
+    /// code. nil for a nil error.
     QString localizedDescription() const;
 
     /// The text under `NSLocalizedFailureReasonErrorKey`, else nil.

@@ -15,10 +15,9 @@ inline constexpr QLatin1StringView NSInvalidArgumentException{"NSInvalidArgument
 inline constexpr QLatin1StringView NSGenericException{"NSGenericException"};
 inline constexpr QLatin1StringView NSInternalInconsistencyException{"NSInternalInconsistencyException"};
 
-/// The platform's exception: a name and a reason. Thrown by value and caught by reference; copying never throws.
-/// `KVException` is not one of them.
-class KV_EXPORT NSException : public std::exception
-{
+/// The platform's exception: a name and a reason. Thrown by value and caught by reference; copying never
+/// throws. `KVException` is not one of them.
+class KV_EXPORT NSException : public std::exception {
 public:
     NSException(const QString &name, const QString &reason);
     NSException(const NSException &) noexcept;
@@ -42,4 +41,3 @@ private:
 };
 
 } // namespace KVBase
-
