@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KVBase/KVBuildStyle.h>
 #include <KVBase/KVExport.h>
 
 #include <QtCore/QString>

@@ -2,6 +2,7 @@
 
 #include <KVBase/KVBuildStyle.h>
 #include <KVBase/Platform/KVFormat.h>
+#include <KVBase/Platform/KVNil.h>
 #include <KVBase/Platform/NSBundle.h>
 
 #include <QtCore/QStringList>
@@ -20,8 +21,8 @@ namespace
 QString textIn(const std::optional<QVariantMap> &dictionary, QLatin1StringView key)
 {
     const QVariant value = dictionary.value_or(QVariantMap()).value(key);
-    return value.canConvert<QString>() && value.typeId() != QMetaType::QByteArray ? value.toString()
-                                                                                  : QString();
+    const bool hasText = value.canConvert<QString>() && value.typeId() != QMetaType::QByteArray;
+    return hasText && !isNil(value) ? stringWithFormat("%@", value) : QString();
 }
 
 QString infoText(const QString &identifier, QLatin1StringView key)
