@@ -5,7 +5,6 @@
 #include "Diagnostics/LogSupport.h"
 #include "Platform/Services/AlertPresenter.h"
 
-#include <QtCore/QFileInfo>
 #include <QtCore/QDir>
 #include <QtCore/QTimer>
 
