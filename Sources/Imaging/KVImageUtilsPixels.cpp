@@ -22,7 +22,7 @@ constexpr std::int32_t kAllocationLine = 570;
 /// Logs why a bitmap cannot be converted. false: it can.
 bool refuses(const Ref<NSBitmapImageRep> &rep)
 {
-    if (rep == nullptr || rep->byteCount() == 0)
+    if (rep == nullptr || rep->bitmapData() == nullptr)
         KVLog("%s returning NULL due to bitmapData == NULL", kCreateDataMethod);
     else if (rep->isPlanar())
         KVLog("%s returning NULL due to isPlanar == YES", kCreateDataMethod);

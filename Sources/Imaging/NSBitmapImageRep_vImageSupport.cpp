@@ -81,7 +81,7 @@ void permuteInPlaceRGBAtoARGB(const Ref<NSBitmapImageRep> &rep, bool toARGB)
 
 KVByteBlock create32BitDataAndPermuteRGBAtoARGB(const Ref<NSBitmapImageRep> &rep, bool toARGB)
 {
-    if (rep == nullptr || refuses(*rep) || rep->byteCount() == 0)
+    if (rep == nullptr || refuses(*rep) || rep->bitmapData() == nullptr)
         return nullptr;
     KVByteBlock block = allocatePackedPixels(*rep);
     if (block != nullptr)
