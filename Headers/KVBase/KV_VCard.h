@@ -61,7 +61,7 @@ public:
     ///
     /// | found | done | answer |
     /// |---|---|---|
-    /// | none | the contact is added and saved | whether it was |
+    /// | none | the contact is added and saved | whether saving worked |
     /// | at least two that have all its e-mail addresses (companies, if it has none) | nothing | true |
     /// | else | its card is written to "kelvo.vcf" in the temporary folder and opened | whether it was opened
     /// |

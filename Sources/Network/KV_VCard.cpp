@@ -80,7 +80,9 @@ bool addAndSave(ABAddressBook &book, const Ref<ABPerson> &person)
         KVLog("There is no person to add to the address book");
         return false;
     }
-    return book.addRecord(person) && book.save();
+    // The answer is that of saving alone.
+    book.addRecord(person);
+    return book.save();
 }
 
 /// Hands the card to the program that the desktop has for cards.
