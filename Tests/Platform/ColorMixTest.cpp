@@ -95,7 +95,7 @@ TEST(LevelTableTest, SurvivesPowersThatAreNoNumbers)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
-    for (const double gamma : {nan, infinity, -infinity, 1e-300, 1e300}) {
+    for (const double gamma : {nan, infinity, -infinity, 1e-300, 0.001, 0.005, 1e300}) {
         const LevelTable table(gamma);
         for (const double value : {0.0, 1e-310, 1e-10, 0.5, 0.999999, 1.0})
             EXPECT_EQ(table.level(value), plainLevel(value, gamma)) << gamma << ' ' << value;

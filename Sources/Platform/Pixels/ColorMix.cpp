@@ -145,7 +145,8 @@ void mixPlainly(std::uint8_t *pixels, std::size_t count, const ColorMix &mix, Le
 void mixColors(std::uint8_t *pixels, std::size_t count, const ColorMix &mix, const LevelTable *table)
 {
     if (table != nullptr) {
-        const std::size_t done = HWY_DYNAMIC_DISPATCH(mixByTable)(pixels, count, mix, *table);
+        const std::size_t done =
+            table->hasCells() ? HWY_DYNAMIC_DISPATCH(mixByTable)(pixels, count, mix, *table) : 0;
         mixPlainly(pixels + 4 * done, count - done, mix, [table](double unit) { return table->level(unit); });
     } else {
         const std::size_t done = HWY_DYNAMIC_DISPATCH(mixRounded)(pixels, count, mix);

@@ -13,6 +13,9 @@ namespace
 
 constexpr int kMantissaBits = 52;
 
+/// Far more than any exponent takes whose changes are all normal numbers.
+constexpr std::int64_t kMostCells = 1 << 16;
+
 std::uint64_t bitsOf(double value) { return std::bit_cast<std::uint64_t>(value); }
 
 } // namespace
@@ -63,6 +66,8 @@ LevelTable::LevelTable(double gamma) : exponent(gamma)
     const std::uint8_t lowest = raised(0);
     findChanges(0, lowest, 1, raised(1), found);
     chooseCells(found);
+    if (cellOf(1) >= kMostCells)
+        return;
     const auto cells = static_cast<std::size_t>(cellOf(1) + 1);
     changes.assign(cells, std::numeric_limits<double>::infinity());
     pairs.resize(cells);
@@ -81,6 +86,8 @@ LevelTable::LevelTable(double gamma) : exponent(gamma)
 
 std::uint8_t LevelTable::level(double value) const
 {
+    if (!hasCells())
+        return raised(value);
     const auto cell = static_cast<std::size_t>(cellOf(value));
     return static_cast<std::uint8_t>(value >= changes[cell] ? pairs[cell] >> 8 : pairs[cell]);
 }

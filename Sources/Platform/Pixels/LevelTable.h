@@ -13,13 +13,17 @@ namespace KVBase::Pixels
 ///
 /// A power is monotonous, so the values where the byte changes tell the byte of every other value exactly.
 /// They are found once, by halving the way down to neighbouring numbers. A cell holds the values that agree
-/// in their leading bits; cells are made so small that the byte changes at most once in each. Immutable; any
-/// thread.
+/// in their leading bits; cells are made so small that the byte changes at most once in each. An exponent
+/// near 0 has changes so close to 0 that this takes more cells than fit: such a table has none, and only
+/// `level` answers. Immutable; any thread.
 class KV_EXPORT LevelTable {
 public:
     explicit LevelTable(double gamma);
 
     double gamma() const { return exponent; }
+
+    /// Whether there are cells to look into.
+    bool hasCells() const { return !changes.empty(); }
 
     /// Where the table begins looking: a value whose bits, shifted right by `shift()`, are `firstCell() + i`
     /// is in cell i, and every smaller one is in cell 0.
