@@ -36,9 +36,8 @@ public:
 
     /// The absolute path less the base and the one character after it; nil when the absolute path does not
     /// begin with the base or one of them is nil. Plain text arithmetic: no component is looked at, so "/a/b"
-    /// against
-    /// "/a/bc/d" gives "/d". Give the base without a separator at its end. A path equal to its base gives the
-    /// empty string.
+    /// against "/a/bc/d" gives "/d". Give the base without a separator at its end. A path equal to its base
+    /// gives the empty string.
     static QString relativePathWithBasePath(const QString &basePath, const QString &absolutePath);
 
     /// The path with its links resolved, chains included, as the file system spells it; the input itself when

@@ -146,9 +146,9 @@ QString UPath::GetTempFolder(std::int16_t volume)
 
 QString UPath::GetTempFolder(const QString &path)
 {
+    // A name that is too long for the record fails, too, but the volume is known then.
     FSSpec spec;
-    if (specOfItem(existingAncestor(path), &spec) != kNoError)
-        return {};
+    specOfItem(existingAncestor(path), &spec);
     return GetTempFolder(spec.vRefNum);
 }
 
