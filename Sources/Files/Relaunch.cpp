@@ -6,6 +6,7 @@
 #include <KVBase/Platform/NSBundle.h>
 #include <KVBase/Platform/NSUserDefaults.h>
 
+#include <QtCore/QFile>
 #include <QtGui/QAction>
 
 namespace KVBase::Relaunch
@@ -60,7 +61,9 @@ void removePreference(QLatin1StringView key)
 
 void relaunch()
 {
-    Service<Applications>::current()->relaunchAfterExit(NSBundle::mainBundle()->bundlePath());
+    const QString path = NSBundle::mainBundle()->bundlePath();
+    qputenv("LAUNCH_PATH", QFile::encodeName(path));
+    Service<Applications>::current()->relaunchAfterExit(path);
     if (NSApplication *const application = NSApplication::sharedApplication())
         application->terminate(nullptr);
 }

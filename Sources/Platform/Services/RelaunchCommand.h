@@ -18,8 +18,8 @@ namespace KVBase
 /// | LAUNCH_PATH | the bundle's path |
 /// | LAUNCH_PROGRAM | the program to start, absolute |
 /// | LAUNCH_PROCESS | the identifier of the process to wait for |
-/// | LAUNCH_START | the time at which that process started, which tells it from a later one of the same
-/// identifier | | LAUNCH_LANGUAGE | the value of LANGUAGE for the new process |
+/// | LAUNCH_START | when that process started, unlike a later one of the same identifier |
+/// | LAUNCH_LANGUAGE | the value of LANGUAGE for the new process |
 KV_EXPORT QByteArray relaunchCommand();
 
 /// What has to be started to get this process's application again: the image file of an AppImage, else the
