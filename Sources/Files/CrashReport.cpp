@@ -1,5 +1,6 @@
 #include <KVBase/CrashReport.h>
 
+#include "Platform/Services/Clock.h"
 #include "Platform/Services/CrashFolder.h"
 #include "Platform/Services/FileManager.h"
 
@@ -31,7 +32,7 @@ constexpr std::int32_t kFileReadInapplicableStringEncodingError = 261;
 /// The first moment of the year 1, before every date that a file can have.
 QDateTime distantPast() { return QDateTime(QDate(1, 1, 1), QTime(0, 0), Qt::UTC); }
 
-QDateTime now() { return QDateTime::currentDateTimeUtc(); }
+QDateTime now() { return Service<Clock>::current()->now().toUTC(); }
 
 /// nil when there is none, or no date.
 QDateTime storedDate()
@@ -64,6 +65,11 @@ void forEachReport(const QString &folder, const std::function<void(const FolderE
 QDateTime laterDate(const QDateTime &latest, const FolderEntry &entry)
 {
     return entry.attributes != nullptr ? std::max(latest, entry.attributes->modificationDate()) : latest;
+}
+
+QString pathBelow(const QString &folder, const FolderEntry &entry)
+{
+    return (folder.endsWith(u'/') ? folder : folder + u'/') + entry.relativePath();
 }
 
 QDateTime dateOfNewestReport()
@@ -126,8 +132,9 @@ QString pathOfLastCrashReport()
     QString result;
     forEachReport(folder, [&](const FolderEntry &entry) {
         latest = laterDate(latest, entry);
-        if (latest == stored)
-            result = folder + u'/' + entry.relativePath();
+        // Reports that cannot be asked leave nothing that the distant past could be the date of.
+        if (latest == stored && latest > distantPast())
+            result = pathBelow(folder, entry);
     });
     return result;
 }

@@ -4,6 +4,7 @@
 #include "Platform/Services/FileManager.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDir>
 
 #include <algorithm>
 #include <cstring>
@@ -15,11 +16,12 @@ namespace KVBase
 namespace
 {
 
+/// Absolute from the start, so that the file stays the same when the working folder changes.
 QString executableIn(const QString &bundlePath, const QString &name)
 {
     if (bundlePath.isNull() || name.isNull())
         return {};
-    return bundlePath + QStringLiteral("/Contents/MacOS/") + name;
+    return QDir().absoluteFilePath(bundlePath + QStringLiteral("/Contents/MacOS/") + name);
 }
 
 QString pathOf(const QUrl &url) { return url.isEmpty() ? QString() : url.path(QUrl::FullyDecoded); }

@@ -6,6 +6,8 @@
 #include <KVBase/Platform/KVNil.h>
 #include <KVBase/Platform/NSPropertyListSerialization.h>
 
+#include <QtCore/QDir>
+
 namespace KVBase
 {
 
@@ -41,7 +43,8 @@ KVMutableInfoPlist::KVMutableInfoPlist(const QString &bundlePath) : d(std::make_
 {
     if (bundlePath.isNull())
         return;
-    d->path = bundlePath + QStringLiteral("/Contents/Info.plist");
+    // Absolute from the start, so that the file stays the same when the working folder changes.
+    d->path = QDir().absoluteFilePath(bundlePath + QStringLiteral("/Contents/Info.plist"));
     d->read();
 }
 
