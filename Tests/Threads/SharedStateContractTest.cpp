@@ -1,5 +1,4 @@
 #include <KVBase/KVMutableArray.h>
-#include <KVBase/KVObjectRegistry.h>
 #include <KVBase/KVObserverHelper.h>
 #include <KVBase/Platform/NSException.h>
 #include <KVBase/Platform/NSNotificationCenter.h>
@@ -38,26 +37,6 @@ TEST(KVMutableArrayContractTest, RaisesAtTheEdgesAndLeavesTheLockFree)
     KVMutableArray roomy(kLargest);
     EXPECT_EQ(roomy.count(), 0U);
     EXPECT_THROW(roomy.removeLastObject(), NSException);
-}
-
-TEST(KVObjectRegistryContractTest, TellsEqualObjectsApart)
-{
-    const auto one = std::make_shared<QString>(QStringLiteral("same"));
-    const auto other = std::make_shared<QString>(QStringLiteral("same"));
-    KVObjectRegistry::registerObject(one);
-    EXPECT_TRUE(KVObjectRegistry::isObjectRegistered(one.get()));
-    EXPECT_FALSE(KVObjectRegistry::isObjectRegistered(other.get()));
-    KVObjectRegistry::unregisterObject(other.get());
-    EXPECT_EQ(KVObjectRegistry::registeredObject(one.get()).get(), one.get());
-    KVObjectRegistry::registerObject(one);
-    KVObjectRegistry::registerObject(other);
-    KVObjectRegistry::unregisterObject(one.get());
-    EXPECT_FALSE(KVObjectRegistry::isObjectRegistered(one.get()));
-    EXPECT_TRUE(KVObjectRegistry::isObjectRegistered(other.get()));
-    KVObjectRegistry::unregisterObject(other.get());
-    EXPECT_EQ(KVObjectRegistry::registeredObject(other.get()), nullptr);
-    KVObjectRegistry::unregisterObject(other.get());
-    EXPECT_FALSE(KVObjectRegistry::isObjectRegistered(nullptr));
 }
 
 TEST(KVObserverHelperContractTest, CleanupEndsTheObserversNotificationsAndNoOthers)
