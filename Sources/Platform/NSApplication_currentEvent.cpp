@@ -73,9 +73,8 @@ bool deliverInputEvent(void **data)
 
 void trackInputEvents()
 {
-    static const bool registered =
+    [[maybe_unused]] static const bool registered =
         QInternal::registerCallback(QInternal::EventNotifyCallback, deliverInputEvent);
-    Q_UNUSED(registered);
 }
 
 // The first question about the current event may come while that event is being delivered, so that tracking

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <thread>
 
@@ -433,9 +434,9 @@ TEST_P(KVBackgroundThreadTest, ALoopInsideARequestMissesNoRequest)
     std::atomic<bool> innerSawAll{false};
     worker->perform([&] { innerSawAll = spinUntil([&] { return inner == 3; }); });
     worker->perform([&] { ++inner; });
-    QThread::msleep(10);
+    EXPECT_TRUE(waitUntil([&] { return inner == 1; }));
     worker->perform([&] { ++inner; });
-    QThread::msleep(10);
+    EXPECT_TRUE(waitUntil([&] { return inner == 2; }));
     worker->perform([&] { ++inner; });
     worker->stop(true);
     EXPECT_TRUE(innerSawAll.load());
@@ -493,10 +494,21 @@ TEST_P(KVBackgroundThreadTest, WhatIsSubmittedDuringTheStopRunsOrRaises)
 TEST_P(KVBackgroundThreadQueueTest, RunsQueuedRequestsAfterAFlushInOrder)
 {
     const auto worker = running();
+    std::promise<std::weak_ptr<NSRunLoop>> workersLoop;
+    worker->perform([&] { workersLoop.set_value(NSRunLoop::currentRunLoop()); });
+    const auto loop = workersLoop.get_future().get().lock();
+    ASSERT_NE(loop, nullptr);
+    const auto turn = [&loop] {
+        std::atomic<bool> turned{false};
+        loop->performOnThread([&turned] { turned = true; });
+        EXPECT_TRUE(waitUntil([&turned] { return turned.load(); }));
+    };
+    // The request that answered has left the queue empty once the loop turns.
+    turn();
     worker->performSelector("note:", &target, QStringLiteral("A"), {}, KVFlushMode::Queue);
     worker->performSelector("note:", &target, QStringLiteral("B"), {}, KVFlushMode::Queue);
-    QThread::msleep(30);
-    EXPECT_TRUE(target.calls().isEmpty());
+    turn();
+    EXPECT_TRUE(target.calls().isEmpty()) << "what is only queued waits for a flush";
     worker->performSelector("note:", &target, QStringLiteral("C"), {}, KVFlushMode::Flush);
     EXPECT_TRUE(waitUntil([&] { return target.calls().size() == 3; }));
     EXPECT_EQ(target.calls(), list({"A", "B", "C"}));
