@@ -45,7 +45,7 @@ private:
         void put(QVariant result)
         {
             if (isMap) {
-                map.insert(map.cend(), entry.key(), std::move(result));
+                map.insert(map.cend(), entry.key(), result);
                 ++entry;
             } else {
                 list.append(std::move(result));
@@ -53,7 +53,7 @@ private:
             }
         }
 
-        QVariant result() { return isMap ? QVariant(std::move(map)) : QVariant(std::move(list)); }
+        QVariant result() const { return isMap ? QVariant(map) : QVariant(list); }
 
         bool isMap = false;
         QVariantList listSource;

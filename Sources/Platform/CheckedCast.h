@@ -15,7 +15,8 @@ constexpr Target checkedCast(Source value) noexcept
 {
     // Both bounds are powers of two or zero and therefore exact in every floating-point type.
     constexpr Source lowest = static_cast<Source>(std::numeric_limits<Target>::min());
-    constexpr Source beyond = static_cast<Source>(std::numeric_limits<Target>::max() / 2 + 1) * Source(2);
+    constexpr Target half = std::numeric_limits<Target>::max() / 2 + 1;
+    constexpr Source beyond = static_cast<Source>(half) * Source(2);
     if (value != value || value < lowest)
         return std::numeric_limits<Target>::min();
     if (value >= beyond)
