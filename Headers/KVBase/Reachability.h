@@ -19,8 +19,8 @@ KV_EXPORT bool isNetworkConnectionUp(const QUrl &url);
 /// `isNetworkConnectionUp`.
 KV_EXPORT bool checkNetwork(const QUrl &url);
 
-/// Shows the desktop's network settings; true when they opened, and when there was nothing to open. Main
-/// thread.
+/// Shows the desktop's network settings; true when they opened, and when there was nothing to open. false for
+/// a nil URL. Main thread.
 KV_EXPORT bool showNetworkDiagnostics(const QUrl &url);
 
 } // namespace KVBase::Reachability

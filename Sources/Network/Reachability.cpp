@@ -29,13 +29,16 @@ bool Reachability::isHostReachable(const QUrl &url)
 
 bool Reachability::isNetworkConnectionUp(const QUrl &url)
 {
-    return network()->canDiagnose(url) && network()->statusPassively(url) == kCFNetDiagnosticConnectionUp;
+    return !isNil(url) && network()->canDiagnose(url) &&
+           network()->statusPassively(url) == kCFNetDiagnosticConnectionUp;
 }
 
 bool Reachability::checkNetwork(const QUrl &url) { return isNetworkConnectionUp(url); }
 
 bool Reachability::showNetworkDiagnostics(const QUrl &url)
 {
+    if (isNil(url))
+        return false;
     return !network()->canDiagnose(url) || network()->diagnoseInteractively(url) == kCFNetDiagnosticNoErr;
 }
 
