@@ -234,6 +234,7 @@ TEST(InfoDictionaryTest, TheLastComponentNeedsFourPieces)
     EXPECT_EQ(appStoreLastBundleComponentForBundleIdentifier("a.b.c.d.e"), QStringLiteral("e"));
     EXPECT_EQ(appStoreLastBundleComponentForBundleIdentifier("a.b.c."), QStringLiteral(""));
     EXPECT_FALSE(appStoreLastBundleComponentForBundleIdentifier("a.b.c.").isNull());
+    EXPECT_FALSE(appStoreLastBundleComponentForBundleIdentifier("...").isNull());
     EXPECT_TRUE(appStoreLastBundleComponentForBundleIdentifier("").isNull());
     EXPECT_TRUE(appStoreLastBundleComponentForBundleIdentifier(QString()).isNull());
 }

@@ -150,6 +150,8 @@ TEST(KVSystemProfilerTest, FormatsTheMediaVersion)
 {
     EXPECT_EQ(mediaVersion(0x07648000), QStringLiteral("7.6.4"));
     EXPECT_EQ(mediaVersion(0x00000000), QStringLiteral("0.0.0"));
+    EXPECT_EQ(mediaVersion(0x0000ffff), QStringLiteral("0.0.0"));
+    EXPECT_EQ(mediaVersion(0x06a90000), QStringLiteral("6.10.9"));
     EXPECT_EQ(mediaVersion(0x10010000), QStringLiteral("16.0.1"));
     EXPECT_EQ(mediaVersion(0xfffe8000), QStringLiteral("255.15.14"));
 }

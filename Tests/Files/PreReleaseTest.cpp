@@ -48,7 +48,7 @@ TEST(PreReleaseTest, LettersAndALeadingZeroDecide)
         {"1.0", false},    {"0.9", true},       {"2.0B1", true}, {"2.0b3", true},     {"1.1d2", true},
         {"1.1D2", true},   {"3a", true},        {"3A1", true},   {"1.0 Final", true}, {"10.0", false},
         {"2.0.1", false},  {"", false},         {"0", false},    {"0.", true},        {" 0.9", false},
-        {"1.0fc2", false}, {QVariant(), false},
+        {"1.0fc2", false}, {QVariant(), false}, {"00.1", false}, {"20.0.", false},    {"1.0-gm", false},
     };
     for (const auto &row : rows) {
         const StubApplication application(infoWithVersion(row.version));

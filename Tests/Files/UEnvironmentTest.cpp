@@ -170,6 +170,7 @@ TEST(UEnvironmentTest, AFrameworkIsKnownOrLiesInTheSystemsFolder)
     EXPECT_TRUE(UEnvironment::HasFramework("com.kelvo.KVBase"));
     EXPECT_TRUE(UEnvironment::HasFramework("com.example.Present"));
     EXPECT_TRUE(UEnvironment::HasFramework("Present"));
+    EXPECT_FALSE(UEnvironment::HasFramework("com.example.present"));
     EXPECT_FALSE(UEnvironment::HasFramework("com.example.Absent"));
     EXPECT_FALSE(UEnvironment::HasFramework("com.example.File"));
     EXPECT_FALSE(UEnvironment::HasFramework("com.example.Present."));
