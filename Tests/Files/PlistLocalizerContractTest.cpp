@@ -48,15 +48,6 @@ TEST_F(KVPlistLocalizerContractTest, StringsAreKeysOfTheTable)
     EXPECT_EQ(KVPlistLocalizer::localizeString("Blank", "Presets", bundle), "");
 }
 
-TEST_F(KVPlistLocalizerContractTest, ThePlistFormDispatchesOnTheKind)
-{
-    EXPECT_EQ(localized("Hello"), QVariant(QString("Hallo")));
-    EXPECT_EQ(localized(QVariantList{"World", "Hello"}), QVariant(QVariantList{"Welt", "Hallo"}));
-    EXPECT_EQ(localized(QVariantMap{{"Hello", "World"}}), QVariant(QVariantMap{{"Hello", "Welt"}}));
-    EXPECT_EQ(localized(QStringList{"World", "x"}).toList(), (QVariantList{"Welt", "x"}));
-    EXPECT_TRUE(isNil(localized(QVariant())));
-}
-
 TEST_F(KVPlistLocalizerContractTest, OtherLeavesStayWhatTheyAre)
 {
     QObject object;
@@ -113,20 +104,6 @@ TEST_F(KVPlistLocalizerContractTest, WithoutABundleNothingIsTranslated)
     const QVariantMap input{{"a", QVariantList{"Hello", 5}}, {"b", "World"}};
     EXPECT_EQ(KVPlistLocalizer::localizeDictionary(input, "Presets", nullptr), input);
     EXPECT_EQ(KVPlistLocalizer::localizePlist(input, QString(), nullptr), QVariant(input));
-}
-
-TEST_F(KVPlistLocalizerContractTest, TenThousandLevelsAreTranslated)
-{
-    QVariant tree = QStringLiteral("Hello");
-    for (int level = 0; level < 10'000; ++level)
-        tree = level % 2 == 0 ? QVariant(QVariantList{tree}) : QVariant(QVariantMap{{"World", tree}});
-    QVariant result = localized(tree);
-    for (int level = 10'000; level-- > 0;) {
-        ASSERT_EQ(result.typeId(), level % 2 == 0 ? QMetaType::QVariantList : QMetaType::QVariantMap)
-            << level;
-        result = level % 2 == 0 ? result.toList().at(0) : result.toMap().value("World");
-    }
-    EXPECT_EQ(result, QVariant(QString("Hallo")));
 }
 
 } // namespace

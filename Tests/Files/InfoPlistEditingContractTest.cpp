@@ -57,37 +57,6 @@ protected:
     QString plist;
 };
 
-TEST_F(KVMutableInfoPlistContractTest, WhatIsCommittedIsThereWhenOpenedAgain)
-{
-    put(QVariantMap{{"Kept", "x"}, {"Gone", 1}});
-    const Ref<KVMutableInfoPlist> editor = KVMutableInfoPlist::mutableInfoPlistWithBundleAtPath(bundle);
-    EXPECT_EQ(editor->valueForKey("Kept"), QVariant(QString("x")));
-    EXPECT_TRUE(isNil(editor->valueForKey("Missing")));
-    editor->setValue("value", "New");
-    editor->setValue(QVariant(), "Gone");
-    editor->setValue(QVariant(), "Never there");
-    EXPECT_EQ(editor->valueForKey("New"), QVariant(QString("value")));
-    EXPECT_TRUE(isNil(editor->valueForKey("Gone")));
-    EXPECT_TRUE(editor->commit());
-    const Ref<KVMutableInfoPlist> again =
-        KVMutableInfoPlist::mutableInfoPlistWithBundleAtURL(QUrl::fromLocalFile(bundle));
-    EXPECT_EQ(again->valueForKey("New"), QVariant(QString("value")));
-    EXPECT_EQ(again->valueForKey("Kept"), QVariant(QString("x")));
-    EXPECT_TRUE(isNil(again->valueForKey("Gone")));
-    EXPECT_EQ(namesIn(bundle + "/Contents"), QStringList{"Info.plist"});
-}
-
-TEST_F(KVMutableInfoPlistContractTest, ChangesLiveInMemoryUntilCommitted)
-{
-    put(QVariantMap{{"Key", "old"}});
-    const QByteArray before = contentOf(plist);
-    {
-        KVMutableInfoPlist editor(bundle);
-        editor.setValue("new", "Key");
-    }
-    EXPECT_EQ(contentOf(plist), before);
-}
-
 TEST_F(KVMutableInfoPlistContractTest, FurtherChangesAndCommitsAreAllowed)
 {
     put(QVariantMap{});
@@ -158,15 +127,6 @@ TEST_F(KVMutableInfoPlistContractTest, ValuesKeepTheirTypesInBothFormats)
     }
 }
 
-TEST_F(KVMutableInfoPlistContractTest, AnOldStyleFileBecomesXML)
-{
-    putFile(plist, "{ Key = value; }");
-    KVMutableInfoPlist editor(bundle);
-    EXPECT_EQ(editor.valueForKey("Key"), QVariant(QString("value")));
-    EXPECT_TRUE(editor.commit());
-    EXPECT_TRUE(contentOf(plist).startsWith("<?xml"));
-}
-
 TEST_F(KVMutableInfoPlistContractTest, UnreadableFilesHaveNoValues)
 {
     expectUnreadable();
@@ -204,22 +164,6 @@ TEST_F(KVMutableInfoPlistContractTest, AValueThatNoListCanHoldFailsTheCommit)
         EXPECT_EQ(contentOf(plist), before);
         EXPECT_EQ(namesIn(bundle + "/Contents"), QStringList{"Info.plist"});
     }
-}
-
-TEST_F(KVMutableInfoPlistContractTest, PermissionsAndLinksAreKept)
-{
-    put(QVariantMap{{"Key", "old"}});
-    const QString target = folder + "/elsewhere.plist";
-    ASSERT_TRUE(QFile::rename(plist, target));
-    ASSERT_EQ(::chmod(QFile::encodeName(target).constData(), 0604), 0);
-    putLink(plist, target);
-    KVMutableInfoPlist editor(bundle);
-    editor.setValue("new", "Key");
-    EXPECT_TRUE(editor.commit());
-    EXPECT_TRUE(S_ISLNK(modeOf(plist)));
-    EXPECT_EQ(modeOf(target) & 07777u, 0604u);
-    EXPECT_EQ(NSPropertyListSerialization::dictionaryWithContentsOfFile(target),
-              (QVariantMap{{"Key", "new"}}));
 }
 
 TEST_F(KVMutableInfoPlistContractTest, AFailedWriteAnswersNoAndLeavesNothing)

@@ -69,22 +69,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Patch{"the same text counts as replaced", "xAAx", "AA", "AA", "xAAx", true},
                     Patch{"case matters", "aaAA", "AA", "BB", "aaBB", true},
                     Patch{"single characters", "ABABA", "A", "x", "xBxBx", true},
-                    Patch{"characters are counted, bytes compared", "\xc3\xa9y\xc3x", QString(u"\u00e9"),
-                          "ab", "a\xa9yax", true},
-                    Patch{"a cut replacement", "ay", "a", QString(u"\u00e9"), "\xc3y", true},
-                    Patch{"an emoji counts two", "x\xf0\x9fyz", QString(u"\U0001F600"), "abcd", "xabyz",
+                    Patch{"characters are counted, bytes compared", "\xc3\xa9y\xc3x",
+                          QStringLiteral("\u00e9"), "ab", "a\xa9yax", true},
+                    Patch{"a cut replacement", "ay", "a", QStringLiteral("\u00e9"), "\xc3y", true},
+                    Patch{"an emoji counts two", "x\xf0\x9fyz", QStringLiteral("\U0001F600"), "abcd", "xabyz",
                           true}));
-
-TEST(KVExecutablePatchTest, NulBytesAreBytes)
-{
-    const QString file = freshFolder() + "/program";
-    const QByteArray content = QByteArray("\0AA\0AA\xff\0", 8);
-    putFile(file, content);
-    KVMutableExecutable executable(QUrl::fromLocalFile(file));
-    EXPECT_TRUE(executable.replaceString("AA", "BB"));
-    EXPECT_TRUE(executable.commit());
-    EXPECT_EQ(contentOf(file), QByteArray("\0BB\0BB\xff\0", 8));
-}
 
 QByteArray patchedByHand(QByteArray data, const QByteArray &search, const QByteArray &replacement)
 {
@@ -104,8 +93,8 @@ TEST(KVExecutablePatchTest, AgreesWithTheRuleAtEveryLengthAndPlace)
 {
     std::mt19937 random(7);
     const QString file = freshFolder() + "/program";
-    for (int round = 0; round < 400; ++round) {
-        QByteArray content(static_cast<qsizetype>(random() % 300), 'a');
+    for (int round = 0; round < 40; ++round) {
+        QByteArray content(static_cast<qsizetype>(random() % 3000), 'a');
         for (char &byte : content)
             byte = random() % 4 == 0 ? 'b' : 'a';
         QByteArray search(static_cast<qsizetype>(1 + random() % (round % 3 == 0 ? 70 : 6)), 'a');
@@ -178,23 +167,6 @@ TEST(KVExecutableBundleTest, UnreadableFilesAnswerNo)
     EXPECT_FALSE(KVMutableExecutable(nil, nil).commit());
     EXPECT_FALSE(KVMutableExecutable(folder, nil).commit());
     EXPECT_FALSE(KVMutableExecutable(QString("/no/such.app"), "x").replaceString("A", "B"));
-}
-
-TEST(KVExecutableBundleTest, ARunningProgramCanBeReplaced)
-{
-    const QString file = freshFolder() + "/sleeper";
-    ASSERT_TRUE(QFile::copy("/bin/sleep", file));
-    QProcess process;
-    process.start(file, {"60"});
-    ASSERT_TRUE(process.waitForStarted());
-    const qint64 size = QFileInfo(file).size();
-    KVMutableExecutable executable(QUrl::fromLocalFile(file));
-    EXPECT_TRUE(executable.replaceString("GNU", "gnu"));
-    EXPECT_TRUE(executable.commit());
-    EXPECT_EQ(QFileInfo(file).size(), size);
-    EXPECT_EQ(process.state(), QProcess::Running);
-    process.kill();
-    process.waitForFinished();
 }
 
 } // namespace

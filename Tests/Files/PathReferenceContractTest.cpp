@@ -4,7 +4,6 @@
 
 #include "Support/FileFixtures.h"
 
-#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
@@ -231,18 +230,6 @@ TEST(UPathSpecTest, NamesVolumeFolderAndItem)
     EXPECT_EQ(nameOf(twin), "file");
 }
 
-TEST(UPathSpecTest, AMissingItemIsMadeForTheCallAlone)
-{
-    const QString folder = freshFolder();
-    FSSpec spec;
-    EXPECT_EQ(UPath::AbsolutePathToFSSpec(folder + "/new item", &spec), 0);
-    EXPECT_EQ(nameOf(spec), "new item");
-    NSError error(QStringLiteral("stale"), 7, {});
-    EXPECT_EQ(nameOf(KVPathUtils::getFSSpecFromAbsolutePath(folder + "/new item", &error)), "new item");
-    EXPECT_TRUE(isNil(error));
-    EXPECT_EQ(namesIn(folder), QStringList()) << "nothing stays behind";
-}
-
 TEST(UPathSpecTest, FailuresClearTheSpecAndNameTheirStatus)
 {
     const QString folder = freshFolder();
@@ -291,15 +278,6 @@ TEST(UPathSpecTest, NamesHaveUpToSixtyThreeBytes)
     EXPECT_EQ(namesIn(folder), QStringList());
 }
 
-TEST(UPathSpecTest, ADanglingLinkStaysAndItsTargetIsNotMade)
-{
-    const QString folder = freshFolder();
-    putLink(folder + "/dangling", folder + "/nothing");
-    FSSpec spec;
-    UPath::AbsolutePathToFSSpec(folder + "/dangling", &spec);
-    EXPECT_EQ(namesIn(folder), QStringList{"dangling"});
-}
-
 TEST(KVPathTypeTest, ItemsHaveTheTypeOfTheirNames)
 {
     const QString folder = freshFolder();
@@ -312,30 +290,6 @@ TEST(KVPathTypeTest, ItemsHaveTheTypeOfTheirNames)
     EXPECT_EQ(KVPathUtils::utiForPath(folder + "/text.txt"), "public.plain-text");
     EXPECT_EQ(KVPathUtils::utiForPath(folder), "public.folder");
     EXPECT_FALSE(isNil(KVPathUtils::utiForPath(folder + "/pipe.pdf"))) << "and it did not wait for a writer";
-}
-
-TEST(KVPathTypeTest, NothingHasNoType)
-{
-    const QString folder = freshFolder();
-    for (const QString &path :
-         {nil, QString(""), folder + "/missing.png", folder + "/" + QString(1'000'000, u'n')})
-        EXPECT_TRUE(isNil(KVPathUtils::utiForPath(path)));
-}
-
-TEST(KVPathTypeTest, ExtensionsHaveAPreferredType)
-{
-    EXPECT_EQ(KVPathUtils::utiForExtension("png"), "public.png");
-    EXPECT_EQ(KVPathUtils::utiForExtension("PNG"), "public.png");
-    EXPECT_EQ(KVPathUtils::utiForExtension("jpg"), "public.jpeg");
-    EXPECT_EQ(KVPathUtils::utiForExtension("jpeg"), "public.jpeg");
-    EXPECT_EQ(KVPathUtils::utiForExtension("tiff"), "public.tiff");
-    EXPECT_EQ(KVPathUtils::utiForExtension("txt"), "public.plain-text");
-    EXPECT_EQ(KVPathUtils::utiForExtension("html"), "public.html");
-    EXPECT_EQ(KVPathUtils::utiForExtension("pdf"), "com.adobe.pdf");
-    EXPECT_TRUE(KVPathUtils::utiForExtension("zzqq17").startsWith("dyn."));
-    EXPECT_NE(KVPathUtils::utiForExtension("zzqq17"), KVPathUtils::utiForExtension("zzqq18"));
-    EXPECT_TRUE(isNil(KVPathUtils::utiForExtension(nil)));
-    EXPECT_TRUE(isNil(KVPathUtils::utiForExtension("")));
 }
 
 } // namespace

@@ -189,48 +189,6 @@ TEST(KVFirstStartDebugTest, NeverSeesAFirstStartAndNeverDecides)
     });
 }
 
-TEST(KVFirstStartDebugTest, OnlyTheExactStyleCounts)
-{
-    for (const char *style : {"debug", "DEBUG", "Debug ", "Test", ""}) {
-        runInChild([style] {
-            const Launch launch(application("101", style));
-            Launch::store("LastVersionRun", 100);
-            EXPECT_TRUE(KVAppVersionUtils::firstStartOfAppVersion()) << style;
-            KVAppVersionUtils::registerAppVersion();
-            EXPECT_EQ(Launch::stored("LastVersionRun"), QVariant(qlonglong(101))) << style;
-        });
-    }
-}
-
-TEST(KVFirstStartMissingTest, WhatTheSystemDoesNotSayIsNoFirstStart)
-{
-    runInChild([] {
-        Launch launch(application("101"));
-        launch.system.packed = -1;
-        launch.system.build = QString();
-        Launch::store("LastSystemVersionRun", 0x1057);
-        Launch::store("LastSystemBuildVersionRun", "9L30");
-        Launch::store("LastQuickTimeVersionRun", 0x07550000);
-        EXPECT_FALSE(KVAppVersionUtils::firstStartWithSystemVersion());
-        EXPECT_FALSE(KVAppVersionUtils::firstStartWithSystemBuild());
-        EXPECT_FALSE(KVAppVersionUtils::firstStartWithQuickTimeVersion());
-        KVAppVersionUtils::registerAppVersion();
-        EXPECT_EQ(Launch::stored("LastVersionRun"), QVariant(qlonglong(101)));
-        EXPECT_EQ(Launch::stored("LastSystemVersionRun"), QVariant(0x1057)) << "left as it was";
-        EXPECT_EQ(Launch::stored("LastSystemBuildVersionRun"), QVariant(QString("9L30")));
-        EXPECT_EQ(Launch::stored("LastQuickTimeVersionRun"), QVariant(0x07550000));
-    });
-}
-
-TEST(KVFirstStartMissingTest, AMissingVersionIsStoredAsZero)
-{
-    runInChild([] {
-        const Launch launch{application(QVariant())};
-        KVAppVersionUtils::registerAppVersion();
-        EXPECT_EQ(Launch::stored("LastVersionRun"), QVariant(qlonglong(0)));
-    });
-}
-
 TEST(KVFirstStartMissingTest, BuildsAreComparedAsTexts)
 {
     runInChild([] {
