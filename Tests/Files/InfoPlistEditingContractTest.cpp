@@ -21,9 +21,9 @@ namespace
 
 using namespace Tests;
 
-class KVMutableInfoPlistContractTest : public testing::Test {
+class KVInfoPlistEditingTest : public testing::Test {
 protected:
-    KVMutableInfoPlistContractTest() : folder(freshFolder()), bundle(folder + "/A b#%20?ü.app")
+    KVInfoPlistEditingTest() : folder(freshFolder()), bundle(folder + "/A b#%20?ü.app")
     {
         putFolder(bundle + "/Contents");
         plist = bundle + "/Contents/Info.plist";
@@ -57,7 +57,7 @@ protected:
     QString plist;
 };
 
-TEST_F(KVMutableInfoPlistContractTest, FurtherChangesAndCommitsAreAllowed)
+TEST_F(KVInfoPlistEditingTest, FurtherChangesAndCommitsAreAllowed)
 {
     put(QVariantMap{});
     KVMutableInfoPlist editor(QUrl::fromLocalFile(bundle));
@@ -72,7 +72,7 @@ TEST_F(KVMutableInfoPlistContractTest, FurtherChangesAndCommitsAreAllowed)
     EXPECT_TRUE(QFileInfo::exists(plist));
 }
 
-TEST_F(KVMutableInfoPlistContractTest, TwoEditorsOverwriteEachOther)
+TEST_F(KVInfoPlistEditingTest, TwoEditorsOverwriteEachOther)
 {
     put(QVariantMap{});
     KVMutableInfoPlist first(bundle);
@@ -85,7 +85,7 @@ TEST_F(KVMutableInfoPlistContractTest, TwoEditorsOverwriteEachOther)
               (QVariantMap{{"Second", true}}));
 }
 
-TEST_F(KVMutableInfoPlistContractTest, KeysArePlainTexts)
+TEST_F(KVInfoPlistEditingTest, KeysArePlainTexts)
 {
     put(QVariantMap{{"A", QVariantMap{{"b", "inner"}}}, {"A.b", "outer"}});
     KVMutableInfoPlist editor(bundle);
@@ -97,7 +97,7 @@ TEST_F(KVMutableInfoPlistContractTest, KeysArePlainTexts)
     EXPECT_TRUE(editor.commit());
 }
 
-TEST_F(KVMutableInfoPlistContractTest, ValuesKeepTheirTypesInBothFormats)
+TEST_F(KVInfoPlistEditingTest, ValuesKeepTheirTypesInBothFormats)
 {
     const QVariantMap values{{"text", "a\nb"},
                              {"empty", ""},
@@ -127,7 +127,7 @@ TEST_F(KVMutableInfoPlistContractTest, ValuesKeepTheirTypesInBothFormats)
     }
 }
 
-TEST_F(KVMutableInfoPlistContractTest, UnreadableFilesHaveNoValues)
+TEST_F(KVInfoPlistEditingTest, UnreadableFilesHaveNoValues)
 {
     expectUnreadable();
     EXPECT_FALSE(QFileInfo::exists(plist)) << "and none is made";
@@ -143,7 +143,7 @@ TEST_F(KVMutableInfoPlistContractTest, UnreadableFilesHaveNoValues)
     expectUnreadable();
 }
 
-TEST_F(KVMutableInfoPlistContractTest, AFileThatAppearsLaterIsNotWritten)
+TEST_F(KVInfoPlistEditingTest, AFileThatAppearsLaterIsNotWritten)
 {
     KVMutableInfoPlist editor(bundle);
     put(QVariantMap{{"Key", "x"}});
@@ -152,7 +152,7 @@ TEST_F(KVMutableInfoPlistContractTest, AFileThatAppearsLaterIsNotWritten)
     EXPECT_EQ(contentOf(plist), before);
 }
 
-TEST_F(KVMutableInfoPlistContractTest, AValueThatNoListCanHoldFailsTheCommit)
+TEST_F(KVInfoPlistEditingTest, AValueThatNoListCanHoldFailsTheCommit)
 {
     put(QVariantMap{{"Key", "old"}});
     const QByteArray before = contentOf(plist);
@@ -166,7 +166,7 @@ TEST_F(KVMutableInfoPlistContractTest, AValueThatNoListCanHoldFailsTheCommit)
     }
 }
 
-TEST_F(KVMutableInfoPlistContractTest, AFailedWriteAnswersNoAndLeavesNothing)
+TEST_F(KVInfoPlistEditingTest, AFailedWriteAnswersNoAndLeavesNothing)
 {
     put(QVariantMap{{"Key", "old"}});
     KVMutableInfoPlist editor(bundle);

@@ -15,9 +15,9 @@ namespace
 
 using namespace Tests;
 
-class KVPlistLocalizerContractTest : public testing::Test {
+class KVPlistLocalizerTreeTest : public testing::Test {
 protected:
-    KVPlistLocalizerContractTest() : folder({{"CFBundleIdentifier", "com.kelvo.presets"}})
+    KVPlistLocalizerTreeTest() : folder({{"CFBundleIdentifier", "com.kelvo.presets"}})
     {
         folder.addResource("Presets.strings",
                            "\"Hello\" = \"Hallo\"; \"World\" = \"Welt\"; \"5\" = \"five\";"
@@ -35,7 +35,7 @@ protected:
     Ref<NSBundle> bundle;
 };
 
-TEST_F(KVPlistLocalizerContractTest, StringsAreKeysOfTheTable)
+TEST_F(KVPlistLocalizerTreeTest, StringsAreKeysOfTheTable)
 {
     EXPECT_EQ(KVPlistLocalizer::localizeString("Hello", "Presets", bundle), "Hallo");
     EXPECT_EQ(KVPlistLocalizer::localizeString("Unknown", "Presets", bundle), "Unknown");
@@ -48,7 +48,7 @@ TEST_F(KVPlistLocalizerContractTest, StringsAreKeysOfTheTable)
     EXPECT_EQ(KVPlistLocalizer::localizeString("Blank", "Presets", bundle), "");
 }
 
-TEST_F(KVPlistLocalizerContractTest, OtherLeavesStayWhatTheyAre)
+TEST_F(KVPlistLocalizerTreeTest, OtherLeavesStayWhatTheyAre)
 {
     QObject object;
     for (const QVariant &leaf :
@@ -66,7 +66,7 @@ TEST_F(KVPlistLocalizerContractTest, OtherLeavesStayWhatTheyAre)
     }
 }
 
-TEST_F(KVPlistLocalizerContractTest, EveryDepthIsTranslatedAndTheInputKept)
+TEST_F(KVPlistLocalizerTreeTest, EveryDepthIsTranslatedAndTheInputKept)
 {
     const QVariantList input{
         QVariantMap{
@@ -84,7 +84,7 @@ TEST_F(KVPlistLocalizerContractTest, EveryDepthIsTranslatedAndTheInputKept)
     EXPECT_EQ(input, before);
 }
 
-TEST_F(KVPlistLocalizerContractTest, EmptyContainersStayContainers)
+TEST_F(KVPlistLocalizerTreeTest, EmptyContainersStayContainers)
 {
     EXPECT_TRUE(KVPlistLocalizer::localizeArray({}, "Presets", bundle).isEmpty());
     EXPECT_TRUE(KVPlistLocalizer::localizeDictionary({}, "Presets", bundle).isEmpty());
@@ -92,14 +92,14 @@ TEST_F(KVPlistLocalizerContractTest, EmptyContainersStayContainers)
     EXPECT_EQ(localized(QVariantMap{}).typeId(), QMetaType::QVariantMap);
 }
 
-TEST_F(KVPlistLocalizerContractTest, DictionaryKeysAreNeverTranslated)
+TEST_F(KVPlistLocalizerTreeTest, DictionaryKeysAreNeverTranslated)
 {
     const QVariantMap result = KVPlistLocalizer::localizeDictionary(
         {{"Hello", "Hello"}, {"World", 5}, {"", "World"}, {"Blank", "Blank"}}, "Presets", bundle);
     EXPECT_EQ(result, (QVariantMap{{"Hello", "Hallo"}, {"World", 5}, {"", "Welt"}, {"Blank", ""}}));
 }
 
-TEST_F(KVPlistLocalizerContractTest, WithoutABundleNothingIsTranslated)
+TEST_F(KVPlistLocalizerTreeTest, WithoutABundleNothingIsTranslated)
 {
     const QVariantMap input{{"a", QVariantList{"Hello", 5}}, {"b", "World"}};
     EXPECT_EQ(KVPlistLocalizer::localizeDictionary(input, "Presets", nullptr), input);
