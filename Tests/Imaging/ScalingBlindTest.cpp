@@ -256,7 +256,8 @@ TEST(KVScalingBlindTest, KeepsTheMiddleOrTheBottomLeft)
 
 TEST(KVScalingBlindTest, CropsAtTheRowsAndColumnsThatTheGeometryNames)
 {
-    // nothing is scaled, and 5 x 4 fits into 5 x 9 at height 2.5, which rounds to 3: rows 3 to 6 from the bottom
+    // nothing is scaled, and 5 x 4 fits into 5 x 9 at height 2.5, which rounds to 3: rows 3 to 6 from the
+    // bottom
     QImage picture(5, 9, QImage::Format_ARGB32);
     for (int y = 0; y < 9; ++y)
         for (int x = 0; x < 5; ++x)
