@@ -6,7 +6,6 @@
 #include <KVBase/MovieAndImagePaths.h>
 #include <KVBase/Platform/NSClass.h>
 
-#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QUrl>
 
@@ -103,22 +102,7 @@ QStringList asked(TableOfDisplays &displays, bool expected)
     return log.lines();
 }
 
-QString line(const char *text)
-{
-    return QStringLiteral("+[NSScreen(KVQuartzExtreme) isQuartzExtremeSupported]") +
-           QString::fromLatin1(text);
-}
-
-TEST(KVDisplaysBlindTest, AnswersYesAndIsSilentWhenAllAreAccelerated)
-{
-    TableOfDisplays displays;
-    displays.table = {{true, 1, 1, 1, 0, {}}, {true, 2, 2, 2, 0, {}}};
-    EXPECT_EQ(asked(displays, true), QStringList());
-    EXPECT_EQ(displays.visited, (std::vector<std::uint32_t>{100, 101}));
-    EXPECT_EQ(displays.capacities, (std::vector<std::uint32_t>{0, 2}));
-}
-
-TEST(KVDisplaysBlindTest, DescribesEveryDisplayThatIsNotAccelerated)
+TEST(KVQuartzExtremeContractTest, DescribesEveryDisplayThatIsNotAccelerated)
 {
     TableOfDisplays displays;
     displays.table = {
@@ -156,38 +140,7 @@ TEST(KVDisplaysBlindTest, DescribesEveryDisplayThatIsNotAccelerated)
     EXPECT_EQ(displays.released, 2);
 }
 
-TEST(KVDisplaysBlindTest, SaysWhyThereAreNoDisplays)
-{
-    {
-        TableOfDisplays displays;
-        EXPECT_EQ(asked(displays, false), QStringList{line(" - No displays found.")});
-    }
-    {
-        TableOfDisplays displays;
-        displays.table = {{true, 1, 1, 1, 0, {}}};
-        displays.countStatus = -1001;
-        EXPECT_EQ(asked(displays, false),
-                  QStringList{line(" - Failed with error -1001 on counting displays.")});
-        EXPECT_EQ(displays.capacities.size(), 1u);
-    }
-    {
-        TableOfDisplays displays;
-        displays.table = {{true, 1, 1, 1, 0, {}}};
-        displays.listStatus = 1003;
-        displays.secondCount = 0;
-        EXPECT_EQ(asked(displays, false),
-                  QStringList{line(" - Failed with error 1003 on getting DisplayList.")});
-    }
-    {
-        TableOfDisplays displays;
-        displays.table = {{true, 1, 1, 1, 0, {}}};
-        displays.secondCount = 0;
-        EXPECT_EQ(asked(displays, false), QStringList{line(" - No displays found on second try.")});
-        EXPECT_TRUE(displays.visited.empty());
-    }
-}
-
-TEST(KVDisplaysBlindTest, VisitsNoMoreThanItHasRoomFor)
+TEST(KVQuartzExtremeContractTest, VisitsNoMoreThanItHasRoomFor)
 {
     TableOfDisplays displays;
     displays.table = {{true, 1, 1, 1, 0, {}}, {true, 1, 1, 1, 0, {}}};
@@ -199,8 +152,6 @@ TEST(KVDisplaysBlindTest, VisitsNoMoreThanItHasRoomFor)
     EXPECT_EQ(asked(displays, true), QStringList());
     EXPECT_EQ(displays.visited, (std::vector<std::uint32_t>{100}));
 }
-
-// Media paths.
 
 class MovieClass : public QObject {
     Q_OBJECT
@@ -240,7 +191,7 @@ QString stray(const char *method, const char *element)
         .arg(QString::fromLatin1(method), QString::fromLatin1(element));
 }
 
-TEST(KVMediaPathsBlindTest, KeepsImagesInOrderAndForm)
+TEST(MovieAndImagePathsTypesContractTest, KeepsImagesInOrderAndForm)
 {
     const Media media;
     const CapturedLog log;
@@ -252,7 +203,7 @@ TEST(KVMediaPathsBlindTest, KeepsImagesInOrderAndForm)
     EXPECT_EQ(log.lines(), (QStringList{stray("imageFilePaths", "42"), stray("imageFilePaths", "(null)")}));
 }
 
-TEST(KVMediaPathsBlindTest, KeepsMoviesByTheClassOfThatName)
+TEST(MovieAndImagePathsTypesContractTest, KeepsMoviesByTheClassOfThatName)
 {
     const Media media;
     MovieClass movies;
@@ -266,26 +217,11 @@ TEST(KVMediaPathsBlindTest, KeepsMoviesByTheClassOfThatName)
     EXPECT_EQ(log.lines(), (QStringList{stray("movieFilePaths", "42"), stray("movieFilePaths", "(null)")}));
 }
 
-TEST(KVMediaPathsBlindTest, AsksTheMovieClassOnlyAboutWhatIsNoImage)
-{
-    const Media media;
-    MovieClass movies;
-    const NSClassRegistration registration("KVUQuickTimeMovie", &movies);
-    CapturedLog log;
-    const std::optional<QVariantList> found = MovieAndImagePaths::movieAndImageFilePaths(media.all);
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(*found, (QVariantList{media.movie, media.imageURL, media.image, media.both, media.movieURL}));
-    EXPECT_EQ(found->at(4).metaType(), QMetaType::fromType<QUrl>());
-    EXPECT_EQ(movies.seen, (QStringList{media.text, media.movie, media.movie, media.text}));
-    EXPECT_EQ(log.lines(), (QStringList{stray("movieAndImageFilePaths", "42"),
-                                        stray("movieAndImageFilePaths", "(null)")}));
-}
-
 class OtherClass : public QObject {
     Q_OBJECT
 };
 
-TEST(KVMediaPathsBlindTest, LogsOnceWithoutTheMovieClass)
+TEST(MovieAndImagePathsTypesContractTest, LogsOnceWithoutTheMovieClass)
 {
     const Media media;
     OtherClass other;
@@ -309,7 +245,7 @@ TEST(KVMediaPathsBlindTest, LogsOnceWithoutTheMovieClass)
     }
 }
 
-TEST(KVMediaPathsBlindTest, AnswersNilInsteadOfAnEmptyArray)
+TEST(MovieAndImagePathsTypesContractTest, AnswersNilInsteadOfAnEmptyArray)
 {
     const Media media;
     MovieClass movies;
@@ -328,7 +264,7 @@ TEST(KVMediaPathsBlindTest, AnswersNilInsteadOfAnEmptyArray)
     EXPECT_EQ(log.lines().at(1), stray("imageFilePaths", "1.5"));
 }
 
-TEST(KVMediaPathsBlindTest, TestsThePathOfAnyURL)
+TEST(MovieAndImagePathsTypesContractTest, TestsThePathOfAnyURL)
 {
     const Media media;
     QUrl remote = QUrl(QStringLiteral("http://example.com/"));
@@ -341,4 +277,4 @@ TEST(KVMediaPathsBlindTest, TestsThePathOfAnyURL)
 } // namespace
 } // namespace KVBase
 
-#include "DisplaysAndMediaBlindTest.moc"
+#include "DisplaysAndMediaContractTest.moc"

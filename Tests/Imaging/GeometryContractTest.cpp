@@ -49,7 +49,7 @@ Values floatFit(const Case &c, bool centred)
     return values(KVImageUtils::calcFloatNSRectToFitInNSRect({{}, c.source}, {{}, c.target}, centred));
 }
 
-TEST(KVGeometryBlindTest, FitsInSinglePrecisionAndRoundsHalvesAway)
+TEST(KVImageUtilsGeometryContractTest, FitsInSinglePrecisionAndRoundsHalvesAway)
 {
     const std::vector<Case> cases{
         {{400, 300}, {200, 200}, {0, 25, 200, 150}},
@@ -86,7 +86,7 @@ struct DegenerateCase {
     Values exact, whole;
 };
 
-TEST(KVGeometryBlindTest, FitsDegenerateSizesByFloatArithmetic)
+TEST(KVImageUtilsGeometryContractTest, FitsDegenerateSizesByFloatArithmetic)
 {
     const std::vector<DegenerateCase> cases{
         {{0, 10}, {100, 50}, {50, 0, 0, 50}, {50, 0, 0, 50}},
@@ -112,7 +112,7 @@ TEST(KVGeometryBlindTest, FitsDegenerateSizesByFloatArithmetic)
     }
 }
 
-TEST(KVGeometryBlindTest, FitsEqualAspectRatiosToExactlyTheTarget)
+TEST(KVImageUtilsGeometryContractTest, FitsEqualAspectRatiosToExactlyTheTarget)
 {
     for (int side = 1; side <= 300; ++side) {
         const NSSize source{static_cast<float>(4 * side), static_cast<float>(3 * side)};
@@ -123,18 +123,7 @@ TEST(KVGeometryBlindTest, FitsEqualAspectRatiosToExactlyTheTarget)
     }
 }
 
-TEST(KVGeometryBlindTest, FitIgnoresBothOrigins)
-{
-    const NSRect source{{13, -7}, {400, 300}};
-    const NSRect target{{1000, kNaN}, {200, 200}};
-    for (const bool centred : {false, true}) {
-        const Values expected{0, centred ? 25.0F : 0.0F, 200, 150};
-        EXPECT_EQ(values(KVImageUtils::calcFloatNSRectToFitInNSRect(source, target, centred)), expected);
-        EXPECT_EQ(values(KVImageUtils::calcNSRectToFitInNSRect(source, target, centred)), expected);
-    }
-}
-
-TEST(KVGeometryBlindTest, CoversInWholeNumbersWithOffsetsIntoTheSource)
+TEST(KVImageUtilsGeometryContractTest, CoversInWholeNumbersWithOffsetsIntoTheSource)
 {
     const std::vector<Case> cases{
         {{400, 300}, {200, 200}, {33, 0, 266, 200}},
@@ -161,7 +150,7 @@ TEST(KVGeometryBlindTest, CoversInWholeNumbersWithOffsetsIntoTheSource)
     }
 }
 
-TEST(KVGeometryBlindTest, CoversDegenerateSizesBySaturatingAndWrapping)
+TEST(KVImageUtilsGeometryContractTest, CoversDegenerateSizesBySaturatingAndWrapping)
 {
     const std::vector<Case> cases{
         {{0, 10}, {100, 50}, {0, 1073741824, 100, kTop}},
@@ -190,17 +179,7 @@ std::array<int, 4> sides(const Rect &rect) { return {rect.top, rect.left, rect.b
 
 using Sides = std::array<int, 4>;
 
-TEST(KVGeometryBlindTest, ConvertsLegacyRectangles)
-{
-    const Rect rect{10, 20, 110, 220};
-    EXPECT_EQ(values(KVImageUtils::convertQTRectToNSRect(rect)), (Values{20, 10, 200, 100}));
-    EXPECT_EQ(sides(KVImageUtils::convertNSRectToQTRect(NSMakeRect(20, 10, 200, 100))), sides(rect));
-    EXPECT_EQ(values(KVImageUtils::convertQTRectToNSRect({-32768, -32768, 32767, 32767})),
-              (Values{-32768, -32768, 65535, 65535}));
-    EXPECT_EQ(values(KVImageUtils::convertQTRectToNSRect({5, 7, 2, 3})), (Values{7, 5, -4, -3}));
-}
-
-TEST(KVGeometryBlindTest, KeepsTheLowBitsInALegacyRectangle)
+TEST(KVImageUtilsGeometryContractTest, KeepsTheLowBitsInALegacyRectangle)
 {
     struct Row {
         NSRect from;
@@ -222,7 +201,7 @@ TEST(KVGeometryBlindTest, KeepsTheLowBitsInALegacyRectangle)
         EXPECT_EQ(sides(KVImageUtils::convertNSRectToQTRect(row.from)), row.expected);
 }
 
-TEST(KVGeometryBlindTest, FitsLegacyRectangles)
+TEST(KVImageUtilsGeometryContractTest, FitsLegacyRectangles)
 {
     const Rect source{5, 5, 305, 405};
     EXPECT_EQ(sides(KVImageUtils::calcRectToFitInRect(source, {10, 10, 210, 210}, true)),

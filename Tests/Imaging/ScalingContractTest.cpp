@@ -1,5 +1,4 @@
 #include "Platform/Services/AssertionHandler.h"
-#include "Support/CapturedLog.h"
 
 #include <KVBase/KVImageUtils.h>
 #include <KVBase/NSBitmapImageRep_vImageSupport.h>
@@ -9,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -78,7 +76,7 @@ const std::vector<Scale> &scalers()
     return both;
 }
 
-TEST(KVScalingBlindTest, AnswersAnImageOfOneBitmapInRGBA)
+TEST(ScalingContractTest, AnswersAnImageOfOneBitmapInRGBA)
 {
     for (const Scale &scale : scalers()) {
         const Ref<NSBitmapImageRep> source = bitmap(5, 4, {200, 10, 20, 30});
@@ -97,7 +95,7 @@ TEST(KVScalingBlindTest, AnswersAnImageOfOneBitmapInRGBA)
     }
 }
 
-TEST(KVScalingBlindTest, LeavesAnUnpreparedBitmapInARGB)
+TEST(ScalingContractTest, LeavesAnUnpreparedBitmapInARGB)
 {
     for (const Scale &scale : scalers()) {
         const Ref<NSBitmapImageRep> source = bitmap(5, 4, {10, 20, 30, 200});
@@ -109,7 +107,7 @@ TEST(KVScalingBlindTest, LeavesAnUnpreparedBitmapInARGB)
     }
 }
 
-TEST(KVScalingBlindTest, AnswersNilForUselessSizes)
+TEST(ScalingContractTest, AnswersNilForUselessSizes)
 {
     for (const Scale &scale : scalers()) {
         for (const NSSize &size : {NSSize{0, 5}, NSSize{5, 0}, NSSize{0.9F, 5}, NSSize{5, 0.9F},
@@ -123,7 +121,7 @@ TEST(KVScalingBlindTest, AnswersNilForUselessSizes)
     }
 }
 
-TEST(KVScalingBlindTest, AnswersNilForABitmapOfAnotherKind)
+TEST(ScalingContractTest, AnswersNilForABitmapOfAnotherKind)
 {
     QuietAssertions assertions;
     const Ref<NSBitmapImageRep> rep =
@@ -134,23 +132,7 @@ TEST(KVScalingBlindTest, AnswersNilForABitmapOfAnotherKind)
     EXPECT_GT(assertions.count, 0);
 }
 
-TEST(KVScalingBlindTest, KeepsEveryPixelAtItsOwnSize)
-{
-    for (const Scale &scale : scalers()) {
-        const Ref<NSBitmapImageRep> source = bitmap(19, 13, {0, 0, 0, 0});
-        Bytes expected;
-        for (std::size_t i = 0; i < 19 * 13; ++i) {
-            const auto v = static_cast<std::uint8_t>(i * 37);
-            const auto w = static_cast<std::uint8_t>(255 - i);
-            const Bytes argb{w, v, static_cast<std::uint8_t>(v ^ 0x55), static_cast<std::uint8_t>(i)};
-            std::memcpy(source->bitmapData() + 4 * i, argb.data(), 4);
-            expected.insert(expected.end(), {argb[1], argb[2], argb[3], argb[0]});
-        }
-        EXPECT_EQ(contents(onlyBitmap(scale(source, {19, 13}, true))), expected);
-    }
-}
-
-TEST(KVScalingBlindTest, KeepsChannelsApartAndExtendsTheEdge)
+TEST(ScalingContractTest, KeepsChannelsApartAndExtendsTheEdge)
 {
     for (const Scale &scale : scalers()) {
         const Ref<NSBitmapImageRep> source = bitmap(40, 30, {255, 0, 128, 64});
@@ -173,7 +155,7 @@ TEST(KVScalingBlindTest, KeepsChannelsApartAndExtendsTheEdge)
     }
 }
 
-TEST(KVScalingBlindTest, ScalesWholeImages)
+TEST(ScalingContractTest, ScalesWholeImages)
 {
     for (const auto &scale :
          {std::function<Ref<NSImage>(const Ref<NSImage> &, const NSSize &)>(KVImageUtils::scaleImage),
@@ -198,8 +180,6 @@ TEST(KVScalingBlindTest, ScalesWholeImages)
     }
 }
 
-// Scaling and cropping to exactly one size.
-
 using ScaleAndCrop = std::function<Ref<NSImage>(const Ref<NSImage> &, const NSSize &, bool)>;
 
 const std::vector<ScaleAndCrop> &scaleAndCroppers()
@@ -220,24 +200,7 @@ Ref<NSImage> bands(int width, int height, bool sideBySide)
     return NSImage::create(picture);
 }
 
-TEST(KVScalingBlindTest, CoversTheTargetExactly)
-{
-    for (const ScaleAndCrop &scaleAndCrop : scaleAndCroppers()) {
-        for (const bool centred : {false, true}) {
-            const Ref<NSImage> image = bands(400, 300, false);
-            image->setSize({100, 75});
-            const Ref<NSImage> result = scaleAndCrop(image, {200.9F, 200.2F}, centred);
-            ASSERT_NE(result, nullptr);
-            EXPECT_EQ(result->size(), NSMakeSize(200, 200));
-            ASSERT_NE(onlyBitmap(result), nullptr);
-            EXPECT_EQ(onlyBitmap(result)->pixelsWide(), 200);
-            EXPECT_EQ(onlyBitmap(result)->pixelsHigh(), 200);
-            EXPECT_EQ(image->size(), NSMakeSize(400, 300));
-        }
-    }
-}
-
-TEST(KVScalingBlindTest, KeepsTheMiddleOrTheBottomLeft)
+TEST(ScalingContractTest, KeepsTheMiddleOrTheBottomLeft)
 {
     for (const ScaleAndCrop &scaleAndCrop : scaleAndCroppers()) {
         EXPECT_EQ(scaleAndCrop(bands(100, 300, false), {100, 100}, true)->toImage().pixel(50, 1),
@@ -254,7 +217,7 @@ TEST(KVScalingBlindTest, KeepsTheMiddleOrTheBottomLeft)
     }
 }
 
-TEST(KVScalingBlindTest, CropsAtTheRowsAndColumnsThatTheGeometryNames)
+TEST(ScalingContractTest, CropsAtTheRowsAndColumnsThatTheGeometryNames)
 {
     // nothing is scaled, and 5 x 4 fits into 5 x 9 at height 2.5, which rounds to 3: rows 3 to 6 from the
     // bottom
@@ -274,19 +237,16 @@ TEST(KVScalingBlindTest, CropsAtTheRowsAndColumnsThatTheGeometryNames)
     }
 }
 
-TEST(KVScalingBlindTest, AnswersTheImageItselfAtItsOwnPixelSize)
+TEST(ScalingContractTest, HandsStraightColoursOutThroughTheCropToo)
 {
     for (const ScaleAndCrop &scaleAndCrop : scaleAndCroppers()) {
-        const Ref<NSImage> image = bands(400, 300, false);
-        image->setSize({4, 3});
-        EXPECT_EQ(scaleAndCrop(image, {400.7F, 300.2F}, true), image);
-        EXPECT_EQ(image->size(), NSMakeSize(400, 300));
-        EXPECT_EQ(scaleAndCrop(image, {400, 300}, false), image);
-        EXPECT_NE(scaleAndCrop(image, {399.9F, 300}, false), image);
+        const Ref<NSImage> image = NSImage::create();
+        image->addRepresentation(bitmap(6, 4, {100, 50, 0, 200}));
+        EXPECT_EQ(contents(onlyBitmap(scaleAndCrop(image, {2, 2}, true))), repeated({127, 63, 0, 200}, 4));
     }
 }
 
-TEST(KVScalingBlindTest, ChangesTheImagesSizeEvenWhenItFails)
+TEST(ScalingContractTest, ChangesTheImagesSizeEvenWhenItFails)
 {
     for (const ScaleAndCrop &scaleAndCrop : scaleAndCroppers()) {
         EXPECT_EQ(scaleAndCrop(nullptr, {5, 5}, true), nullptr);
