@@ -26,6 +26,11 @@ TEST(StringTableTest, ReadsPairsCommentsAndEscapes)
         {"\"e\" = \"a\\nb\\tc\\rd\\\\e\";", {{"e", "a\nb\tc\rd\\e"}}},
         {"\"u\" = \"\\U00e4\\u20ac\\ud83d\\ude00\";", {{"u", QString::fromUtf8("ä€😀")}}},
         {"\"o\" = \"\\101\\x\";", {{"o", "Ax"}}},
+        {"\"a\\\"b\" = \"\\\"\";", {{"a\"b", "\""}}},
+        {"'it\\'s' = '\\\\';", {{"it's", "\\"}}},
+        {"\"a\" = \"\\n\\\"\\n\\\"z\"; b = c;", {{"a", "\n\"\n\"z"}, {"b", "c"}}},
+        {"/***/ a = b; /**/ c /*/ = x; /*/ = d;", {{"a", "b"}, {"c", "d"}}},
+        {"a = b; /*/ c = d;", {{"a", "b"}}},
         {"\"n\" = \"two\nlines\";", {{"n", "two\nlines"}}},
         {"\"a\" = \"1\"; \"a\" = \"2\";", {{"a", "2"}}},
         {"\"\" = \"empty key\"; \"e\" = \"\";", {{"", "empty key"}, {"e", ""}}},
@@ -45,7 +50,11 @@ TEST(StringTableTest, KeepsWhatStandsBeforeTheDamage)
     EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; \"b\" = "), (StringTable{{"a", "1"}}));
     EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; \"b\" \"2\"; \"c\" = \"3\";"), (StringTable{{"a", "1"}}));
     EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; \"b\" = \"open"), (StringTable{{"a", "1"}}));
+    EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; \"b\" = \"open\\"), (StringTable{{"a", "1"}}));
+    EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; \"b\" = \"open\\\""), (StringTable{{"a", "1"}}));
     EXPECT_EQ(stringTableFromData("\"a\" = \"1\" \"b\" = \"2\";"), StringTable());
+    EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; b = ;"), (StringTable{{"a", "1"}}));
+    EXPECT_EQ(stringTableFromData("\"a\" = \"1\"; b"), (StringTable{{"a", "1"}}));
 }
 
 TEST(StringTableTest, FindsTheEncoding)

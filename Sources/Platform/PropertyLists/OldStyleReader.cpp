@@ -40,14 +40,13 @@ public:
         skipBlanks();
         if (next == end)
             return {};
-        const bool pairsAlone = *next == u'"' || *next == u'\'' || isWordLetter(*next);
-        QVariant value = pairsAlone ? readBarePairs() : readValue(1);
+        QVariant value = startsWithText() ? readBarePairs() : readValue(1);
         skipBlanks();
         return next == end ? value : QVariant();
     }
 
-    /// Hands each pair to `sink`; answers whether the pairs end at the closing brace or at the end of the
-    /// text.
+    /// Hands each pair to `sink`, a text as a `QString` and any other value as a `QVariant`; answers whether
+    /// the pairs end at the closing brace or at the end of the text.
     template <class Sink>
     bool readPairs(int depth, Sink &&sink)
     {
@@ -55,23 +54,50 @@ public:
             skipBlanks();
             if (next == end || *next == u'}')
                 return true;
-            QString key;
-            if (!readText(key))
+            if (!readPair(depth, sink))
                 return false;
-            QVariant value = key;
-            if (take(u'=')) {
-                skipBlanks();
-                value = readValue(depth);
-            }
-            if (!value.isValid() || !take(u';'))
-                return false;
-            sink(key, value);
         }
     }
 
     qsizetype line() const { return QStringView(start, next).count(u'\n') + 1; }
 
 private:
+    template <class Sink>
+    bool readPair(int depth, Sink &sink)
+    {
+        QString key;
+        if (!readText(key))
+            return false;
+        if (!take(u'=')) {
+            const bool whole = take(u';');
+            if (whole)
+                sink(key, key);
+            return whole;
+        }
+        skipBlanks();
+        return startsWithText() ? readTextOfPair(key, depth, sink) : readTreeOfPair(key, depth, sink);
+    }
+
+    template <class Sink>
+    bool readTextOfPair(const QString &key, int depth, Sink &sink)
+    {
+        QString text;
+        if (depth > kMaximumDepth || !readText(text) || !take(u';'))
+            return false;
+        sink(key, text);
+        return true;
+    }
+
+    template <class Sink>
+    bool readTreeOfPair(const QString &key, int depth, Sink &sink)
+    {
+        const QVariant value = readValue(depth);
+        if (!value.isValid() || !take(u';'))
+            return false;
+        sink(key, value);
+        return true;
+    }
+
     QVariant readBarePairs()
     {
         QVariantMap map;
@@ -145,16 +171,31 @@ private:
         while (next != end) {
             if (isSpace(*next))
                 ++next;
-            else if (startsWith(u"//"))
+            else if (startsWith(u'/', u'/'))
                 skipLine();
-            else if (startsWith(u"/*"))
+            else if (startsWith(u'/', u'*'))
                 skipComment();
             else
                 return;
         }
     }
 
-    bool startsWith(QStringView text) const { return QStringView(next, end).startsWith(text); }
+    bool startsWith(char16_t first, char16_t second) const
+    {
+        return *next == first && end - next > 1 && next[1] == second;
+    }
+
+    bool startsWithText() const
+    {
+        return next != end && (*next == u'"' || *next == u'\'' || isWordLetter(*next));
+    }
+
+    /// Where `unit` is met first, at `stop` when it is not.
+    static const char16_t *find(char16_t unit, const char16_t *from, const char16_t *stop)
+    {
+        const qsizetype length = QStringView(from, stop).indexOf(QChar(unit));
+        return length < 0 ? stop : from + length;
+    }
 
     void skipLine()
     {
@@ -164,8 +205,14 @@ private:
 
     void skipComment()
     {
-        const qsizetype length = QStringView(next, end).indexOf(u"*/", 2);
-        next = length < 0 ? end : next + length + 2;
+        next += 2;
+        do {
+            next = find(u'*', next, end);
+            if (next == end)
+                return;
+            ++next;
+        } while (next == end || *next != u'/');
+        ++next;
     }
 
     /// Takes `unit` behind blanks, if it comes next.
@@ -192,21 +239,22 @@ private:
     bool readQuoted(QString &text)
     {
         const char16_t quote = *next++;
-        const char16_t *first = next;
-        text = QStringLiteral("");
-        for (; next != end; ++next) {
-            if (*next != quote && *next != u'\\')
-                continue;
-            text.append(reinterpret_cast<const QChar *>(first), next - first);
-            if (*next++ == quote)
-                return true;
-            if (next == end)
+        const char16_t *closing = find(quote, next, end);
+        const char16_t *plain = find(u'\\', next, closing);
+        text = QString(reinterpret_cast<const QChar *>(next), plain - next);
+        for (next = plain; next != closing; next = plain) {
+            if (++next == end)
                 return false;
             appendEscape(text);
-            first = next;
-            --next;
+            if (next > closing)
+                closing = find(quote, next, end);
+            plain = find(u'\\', next, closing);
+            text.append(reinterpret_cast<const QChar *>(next), plain - next);
         }
-        return false;
+        if (next == end)
+            return false;
+        ++next;
+        return true;
     }
 
     /// Reads what follows a backslash; `next` is not at the end.
@@ -272,10 +320,12 @@ QVariant readOldStyle(const QString &text, QString *errorText)
 QHash<QString, QString> readStringPairs(const QString &text)
 {
     QHash<QString, QString> pairs;
-    Reader(text).readPairs(1, [&pairs](const QString &key, const QVariant &value) {
-        if (value.typeId() == QMetaType::QString)
-            pairs.insert(key, value.toString());
-    });
+    struct Sink {
+        QHash<QString, QString> &pairs;
+        void operator()(const QString &key, const QString &value) { pairs.insert(key, value); }
+        void operator()(const QString &, const QVariant &) {}
+    };
+    Reader(text).readPairs(1, Sink{pairs});
     return pairs;
 }
 

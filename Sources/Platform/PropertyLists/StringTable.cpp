@@ -22,7 +22,7 @@ StringTable textsOf(const QVariantMap &dictionary)
 }
 
 /// A table may stand in the braces of a dictionary.
-bool hasBraces(const QString &text) { return text.trimmed().startsWith(u'{'); }
+bool hasBraces(QStringView text) { return text.trimmed().startsWith(u'{'); }
 
 } // namespace
 
