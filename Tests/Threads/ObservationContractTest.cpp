@@ -80,30 +80,7 @@ public:
     void *lastContext = nullptr;
 };
 
-void post(const char *name)
-{
-    NSNotificationCenter::defaultCenter().postNotification(NSNotification(s(name), nullptr, {}));
-}
-
-TEST(KVObserverHelperContractTest, aChangeReachesTheObserverWithPathObjectAndContext)
-{
-    Observer observer;
-    Model model;
-    KVObserverHelper helper(&observer);
-    int context = 0;
-    helper.observeKeyPath(s("x"), &model, &context);
-    EXPECT_TRUE(observer.paths.isEmpty());
-    model.setProperty("x", 5);
-    EXPECT_EQ(observer.paths, QStringList({s("x")}));
-    EXPECT_EQ(observer.lastObject, &model);
-    EXPECT_EQ(observer.lastContext, &context);
-    EXPECT_FALSE(observer.lastChange.contains(s("new")));
-    EXPECT_FALSE(observer.lastChange.contains(s("old")));
-    model.setProperty("y", 5);
-    EXPECT_EQ(observer.paths.size(), 1);
-}
-
-TEST(KVObserverHelperContractTest, optionsChooseWhatTheChangeHolds)
+TEST(KVObserverHelperRecordsTest, OptionsChooseWhatTheChangeHolds)
 {
     struct Row {
         std::uint32_t options;
@@ -133,7 +110,7 @@ TEST(KVObserverHelperContractTest, optionsChooseWhatTheChangeHolds)
     }
 }
 
-TEST(KVObserverHelperContractTest, registrationsAreRemovedLastFirst)
+TEST(KVObserverHelperRecordsTest, RegistrationsAreRemovedLastFirst)
 {
     QStringList removals;
     Observer observer;
@@ -150,7 +127,7 @@ TEST(KVObserverHelperContractTest, registrationsAreRemovedLastFirst)
     EXPECT_TRUE(observer.paths.isEmpty());
 }
 
-TEST(KVObserverHelperContractTest, theDestructorRemovesLastFirstToo)
+TEST(KVObserverHelperRecordsTest, TheDestructorRemovesLastFirstToo)
 {
     QStringList removals;
     Observer observer;
@@ -163,82 +140,7 @@ TEST(KVObserverHelperContractTest, theDestructorRemovesLastFirstToo)
     EXPECT_EQ(removals, QStringList({s("A.yChanged"), s("A.xChanged")}));
 }
 
-TEST(KVObserverHelperContractTest, cleaningUpNothingOrTwiceIsHarmlessAndTheHelperIsReusable)
-{
-    Observer observer;
-    Model model;
-    KVObserverHelper helper(&observer);
-    helper.cleanupKVO();
-    helper.cleanup();
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    helper.cleanupKVO();
-    helper.cleanupKVO();
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    model.setProperty("x", 1);
-    EXPECT_EQ(observer.paths.size(), 1);
-    helper.cleanup();
-    helper.cleanup();
-    model.setProperty("x", 2);
-    EXPECT_EQ(observer.paths.size(), 1);
-}
-
-TEST(KVObserverHelperContractTest, thePairRegisteredTwiceIsObservedTwiceAndRemovedTwice)
-{
-    QStringList removals;
-    Observer observer;
-    Model model(&removals, "M");
-    KVObserverHelper helper(&observer);
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    model.setProperty("x", 1);
-    EXPECT_EQ(observer.paths.size(), 2);
-    helper.cleanupKVO();
-    EXPECT_EQ(removals.size(), 2);
-    model.setProperty("x", 2);
-    EXPECT_EQ(observer.paths.size(), 2);
-}
-
-TEST(KVObserverHelperContractTest, cleanupRemovesOnlyItsOwnRegistrations)
-{
-    Observer observer;
-    Model model;
-    NSKeyValueObserving::addObserver(&model, &observer, s("x"), 0, nullptr);
-    {
-        KVObserverHelper helper(&observer);
-        helper.observeKeyPath(s("x"), &model, nullptr);
-        model.setProperty("x", 1);
-        EXPECT_EQ(observer.paths.size(), 2);
-    }
-    model.setProperty("x", 2);
-    EXPECT_EQ(observer.paths.size(), 3);
-    NSKeyValueObserving::removeObserver(&model, &observer, s("x"));
-    model.setProperty("x", 3);
-    EXPECT_EQ(observer.paths.size(), 3);
-}
-
-TEST(KVObserverHelperContractTest, cleanupEndsEveryNotificationOfTheObserverAndCleanupKVONone)
-{
-    Observer observer;
-    Observer bystander;
-    for (Observer *each : {&observer, &bystander})
-        NSNotificationCenter::defaultCenter().addObserver(each, "heard:", s("N"), nullptr);
-    KVObserverHelper helper(&observer);
-    helper.cleanupKVO();
-    post("N");
-    EXPECT_EQ(observer.notifications.size(), 1);
-    helper.cleanup();
-    post("N");
-    EXPECT_EQ(observer.notifications.size(), 1);
-    EXPECT_EQ(bystander.notifications.size(), 2);
-    NSNotificationCenter::defaultCenter().addObserver(&observer, "heard:", s("N"), nullptr);
-    {
-        const KVObserverHelper other(&observer);
-    }
-    post("N");
-    EXPECT_EQ(observer.notifications.size(), 1) << "the destructor cleans up as well";
-}
-
-TEST(KVObserverHelperContractTest, cleanupEndsTheObserversDeferredSelectors)
+TEST(KVObserverHelperRecordsTest, CleanupEndsTheObserversDeferredSelectors)
 {
     Observer observer;
     PerformDeferred::registerDeferredSelector(&observer, "heard:");
@@ -249,32 +151,7 @@ TEST(KVObserverHelperContractTest, cleanupEndsTheObserversDeferredSelectors)
     EXPECT_TRUE(observer.notifications.isEmpty());
 }
 
-TEST(KVObserverHelperContractTest, nilObjectsAndPathsLeaveEmptyRecords)
-{
-    Observer observer;
-    Model model;
-    KVObserverHelper helper(&observer);
-    helper.observeKeyPath(s("x"), nullptr, nullptr);
-    helper.observeKeyPath(QString(), &model, nullptr);
-    helper.observeKeyPath(QString(), nullptr, nullptr, 7);
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    model.setProperty("x", 1);
-    EXPECT_EQ(observer.paths, QStringList({s("x")}));
-    helper.cleanup();
-    model.setProperty("x", 2);
-    EXPECT_EQ(observer.paths.size(), 1);
-}
-
-TEST(KVObserverHelperContractTest, aNilObserverIsHarmless)
-{
-    Model model;
-    KVObserverHelper helper(nullptr);
-    helper.observeKeyPath(s("x"), &model, nullptr, 5);
-    model.setProperty("x", 1);
-    helper.cleanup();
-}
-
-TEST(KVObserverHelperContractTest, sharedObjectsAreKeptUntilCleanupAndPlainOnesMayGo)
+TEST(KVObserverHelperRecordsTest, SharedObjectsAreKeptUntilCleanupAndPlainOnesMayGo)
 {
     Observer observer;
     KVObserverHelper helper(&observer);
@@ -293,18 +170,7 @@ TEST(KVObserverHelperContractTest, sharedObjectsAreKeptUntilCleanupAndPlainOnesM
     EXPECT_TRUE(watch.expired());
 }
 
-TEST(KVObserverHelperContractTest, anObserverThatGoesHearsNoMore)
-{
-    Model model;
-    auto observer = std::make_unique<Observer>();
-    KVObserverHelper helper(observer.get());
-    helper.observeKeyPath(s("x"), &model, nullptr);
-    observer.reset();
-    model.setProperty("x", 1);
-    helper.cleanup();
-}
-
-TEST(KVObserverHelperContractTest, aPathWalksThroughObjects)
+TEST(KVObserverHelperRecordsTest, APathWalksThroughObjects)
 {
     Observer observer;
     Model first;
@@ -337,28 +203,7 @@ TEST(KVObserverHelperContractTest, aPathWalksThroughObjects)
     EXPECT_EQ(observer.paths.size(), count);
 }
 
-TEST(KVObserverHelperContractTest, aCallableHearsTheChange)
-{
-    Observer observer;
-    Model model;
-    KVObserverHelper helper(&observer);
-    QVariantMap got;
-    int calls = 0;
-    const auto work = [&](const QVariantMap &change) {
-        got = change;
-        ++calls;
-    };
-    helper.observe(s("x"), &model, work, 3);
-    helper.observe(s("x"), &model, work);
-    model.setProperty("x", 4);
-    EXPECT_EQ(calls, 2);
-    helper.cleanupKVO();
-    model.setProperty("x", 5);
-    EXPECT_EQ(calls, 2);
-    EXPECT_TRUE(observer.paths.isEmpty());
-}
-
-TEST(KVObserverHelperContractTest, aCallMayCleanUp)
+TEST(KVObserverHelperRecordsTest, ACallMayCleanUp)
 {
     Observer observer;
     Model model;
@@ -375,7 +220,7 @@ TEST(KVObserverHelperContractTest, aCallMayCleanUp)
     EXPECT_EQ(calls, 1);
 }
 
-TEST(NSKeyValueObservingContractTest, removingTakesTheLatestAndIgnoresTheUnknown)
+TEST(NSKeyValueObservingRecordsTest, RemovingTakesTheLatestAndIgnoresTheUnknown)
 {
     Observer observer;
     Model model;
@@ -400,4 +245,4 @@ TEST(NSKeyValueObservingContractTest, removingTakesTheLatestAndIgnoresTheUnknown
 } // namespace
 } // namespace KVBase::Tests
 
-#include "ObservationBlindTest.moc"
+#include "ObservationContractTest.moc"
