@@ -23,6 +23,22 @@ TEST(DisplaysCommandTest, AnswersNoWithoutADisplayAndKeepsQuiet)
     EXPECT_EQ(result.err, QByteArray());
 }
 
+TEST(DisplaysCommandTest, AnswersNoForAServerThatDoesNotAnswerAndKeepsQuiet)
+{
+    for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove(QStringLiteral("DISPLAY"));
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        environment.insert(QString::fromLatin1(variable), QStringLiteral(":31415"));
+        const ToolResult result = runProgram(programFolder() + QStringLiteral("/kvbase"),
+                                             {QStringLiteral("displays")}, {}, environment);
+        EXPECT_EQ(result.exitCode, 1) << variable;
+        EXPECT_EQ(result.text(), QStringLiteral("no displays"));
+        EXPECT_EQ(result.err, QByteArray());
+    }
+}
+
 TEST(DisplaysCommandTest, PrintsJson)
 {
     const ToolResult result = runTool({QStringLiteral("displays"), QStringLiteral("--json")});

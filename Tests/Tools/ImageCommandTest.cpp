@@ -133,5 +133,18 @@ TEST_F(ImageCommandTest, SizesAndNamesThatMakeNoSenseAreRefused)
     EXPECT_FALSE(QFile::exists(path("x.png")));
 }
 
+TEST_F(ImageCommandTest, SaysNothingAboutTheSession)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char *variable : {"XDG_RUNTIME_DIR", "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        environment.remove(QString::fromLatin1(variable));
+    const ToolResult result = Tests::runProgram(Tests::programFolder() + QStringLiteral("/kvbase"),
+                                                {QStringLiteral("image"), QStringLiteral("fit"),
+                                                 QStringLiteral("400x300"), QStringLiteral("200x200")},
+                                                {}, environment);
+    EXPECT_EQ(result.text(), QStringLiteral("0 0 200 150"));
+    EXPECT_EQ(result.err, QByteArray());
+}
+
 } // namespace
 } // namespace KVBase

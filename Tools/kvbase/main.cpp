@@ -7,9 +7,23 @@
 
 using namespace kvbase;
 
+namespace
+{
+
+/// A subcommand says itself what the user has to know. What the toolkit remarks about the session goes
+/// nowhere, unless it is why the process ends.
+void passFatalMessagesOnly(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtFatalMsg)
+        complain(text);
+}
+
+} // namespace
+
 /// `kvbase SUBCOMMAND ...`: every service of the library from a shell.
 int main(int argc, char **argv)
 {
+    qInstallMessageHandler(passFatalMessagesOnly);
     CLI::App app{"Every service of the library from a shell."};
     app.require_subcommand(1);
     app.footer(

@@ -20,18 +20,30 @@ namespace
 using KVBase::Displays;
 using KVBase::Service;
 
-void swallow(QtMsgType, const QMessageLogContext &, const QString &) {}
+/// The session's platform, and behind it one that needs no display server: a server that does not answer
+/// must not end the process.
+void choosePlatform()
+{
+    QByteArrayList platforms{qgetenv("QT_QPA_PLATFORM")};
+    if (platforms.first().isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+        platforms.append("wayland");
+    if (platforms.first().isEmpty() && qEnvironmentVariableIsSet("DISPLAY"))
+        platforms.append("xcb");
+    platforms.append("offscreen");
+    qputenv("QT_QPA_PLATFORM", platforms.join(';'));
+}
 
 /// An application object for the session's display server. Null without a server: there is nothing to ask
-/// then, and the platform's plug-in would end the process. What the toolkit has to say of the session is not
-/// the answer.
+/// then.
 std::unique_ptr<QGuiApplication> connectToDisplayServer(const Context &context)
 {
     static int argc = 1;
     if (!qEnvironmentVariableIsSet("WAYLAND_DISPLAY") && !qEnvironmentVariableIsSet("DISPLAY"))
         return nullptr;
-    qInstallMessageHandler(swallow);
-    return std::make_unique<QGuiApplication>(argc, context.argv);
+    choosePlatform();
+    auto application = std::make_unique<QGuiApplication>(argc, context.argv);
+    return QGuiApplication::platformName() == QLatin1StringView("offscreen") ? nullptr
+                                                                             : std::move(application);
 }
 
 QJsonArray describeDisplays()
