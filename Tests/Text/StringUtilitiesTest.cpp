@@ -55,6 +55,18 @@ TEST(KVAffixesTest, AnswersNilForNil)
     EXPECT_TRUE(KVAffixes::stringByRemovingFirstSuffixFromArray(QString(), {}).isNull());
 }
 
+TEST(KVAffixesTest, ASuffixIsComparedUnitByUnit)
+{
+    const auto cut = [](const char *text, const char *suffix) {
+        return KVAffixes::stringByRemovingFirstSuffixFromArray(QString::fromUtf8(text),
+                                                               {QString::fromUtf8(suffix)});
+    };
+    EXPECT_EQ(cut("Größe", "ße"), QStringLiteral("Grö"));
+    EXPECT_EQ(cut("cafe\u0301", "\u00e9"), QStringLiteral("cafe\u0301"));
+    EXPECT_EQ(cut("straße", "sse"), QStringLiteral("straße"));
+    EXPECT_EQ(cut("a😀b", "😀b"), QStringLiteral("a"));
+}
+
 std::int32_t compareNames(const QString &a, const QString &b)
 {
     return KVComparison::caseInsensitiveNumericCompare(a, b);
