@@ -1,13 +1,11 @@
-#include "Platform/Services/AddressBookStore.h"
-#include "Platform/Services/Applications.h"
-#include "Platform/Services/Folders.h"
+#include "Network/ContactCardTestSupport.h"
 #include "Support/CapturedLog.h"
+#include "Support/StubBundles.h"
 #include "Support/StubSystemVersions.h"
-#include "Support/TestPaths.h"
 
-#include <KVBase/KV_VCard.h>
+#include <KVBase/InfoDictionary.h>
+#include <KVBase/Platform/KVNil.h>
 
-#include <QtCore/QDir>
 #include <QtCore/QFile>
 
 #include <gtest/gtest.h>
@@ -17,128 +15,59 @@ namespace KVBase
 namespace
 {
 
-class ListedStore : public AddressBookStore {
-public:
-    std::vector<Ref<ABPerson>> persons() override { return records; }
-    bool add(const Ref<ABPerson> &person) override
-    {
-        if (adds)
-            records.push_back(person);
-        return adds;
-    }
-    bool save() override
-    {
-        ++saved;
-        return saves;
-    }
+using Tests::company;
 
-    std::vector<Ref<ABPerson>> records;
-    bool adds = true;
-    bool saves = true;
-    int saved = 0;
-};
-
-class OpenedFiles : public Applications {
-public:
-    QString applicationForCreator(OSType) override { return {}; }
-    bool openFile(const QString &path) override
-    {
-        paths.append(path);
-        return true;
-    }
-    bool openApplication(const QString &) override { return false; }
-    void relaunchAfterExit(const QString &) override {}
-
-    QStringList paths;
-};
-
-class OneFolder : public Folders {
-public:
-    OneFolder() { QDir().mkpath(folder); }
-    QStringList libraryFolders(std::uint32_t) override { return {}; }
-    QString temporaryFolder() override { return folder; }
-    QString frameworksFolder() override { return {}; }
-
-    QString folder = Tests::scratchFolder() + QStringLiteral("/contract-cards");
-};
-
-class KV_VCardContractTest : public testing::Test {
+class KV_VCardContractTest : public Tests::ContactCardTest {
 protected:
-    KV_VCardContractTest() { QFile::remove(cardPath()); }
-
-    QString cardPath() const { return folders.folder + QStringLiteral("/kelvo.vcf"); }
-
-    static Ref<ABPerson> company(const char *organization, const QStringList &emails, int flags = 1)
-    {
-        Ref<ABPerson> person = ABPerson::create();
-        person->setValue(QString::fromUtf8(organization), QString(kABOrganizationProperty));
-        person->setValue(emails, QString(kABEmailProperty));
-        person->setValue(flags, QString(kABPersonFlags));
-        return person;
-    }
-
-    bool add(const Ref<ABPerson> &person, const QString &prefix = QStringLiteral("Kelvo"))
-    {
-        KV_VCard card(person);
-        card.setSearchPrefix(prefix);
-        return card.addToAddressBook();
-    }
-
     /// 10.5.8 until a test says otherwise.
     Tests::StubSystemVersions versions;
-    ListedStore listed;
-    OpenedFiles opened;
-    OneFolder folders;
     ScopedService<SystemVersions> versionsGuard{&versions};
-    ScopedService<AddressBookStore> storeGuard{&listed};
-    ScopedService<Applications> applicationsGuard{&opened};
-    ScopedService<Folders> foldersGuard{&folders};
 };
 
 TEST_F(KV_VCardContractTest, BeforeSnowLeopardOneMatchIsEnough)
 {
-    listed.records = {company("kelvo software gmbh", {"INFO@Kelvo.example"})};
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(listed.records.size(), 1U);
-    EXPECT_EQ(listed.saved, 0);
-    EXPECT_TRUE(opened.paths.isEmpty());
+    memory.records = {company("kelvo software gmbh", {"INFO@Kelvo.example"})};
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(memory.records.size(), 1U);
+    EXPECT_EQ(memory.saved, 0);
+    EXPECT_TRUE(desktop.opened.isEmpty());
     EXPECT_FALSE(QFile::exists(cardPath()));
     versions.packed = 0x1060;
     versions.minorRelease = 6;
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(opened.paths, QStringList(cardPath()));
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(desktop.opened, QStringList(cardPath()));
 }
 
 TEST_F(KV_VCardContractTest, BeforeSnowLeopardACompanyIsEnoughForACardWithoutAddresses)
 {
-    listed.records = {company("Kelvo", {"other@kelvo.example"})};
-    EXPECT_TRUE(add(company("Kelvo Software", {})));
-    EXPECT_TRUE(opened.paths.isEmpty());
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(opened.paths, QStringList(cardPath()));
+    memory.records = {company("Kelvo", {"other@kelvo.example"})};
+    EXPECT_TRUE(card(company("Kelvo Software", {})).addToAddressBook());
+    EXPECT_TRUE(desktop.opened.isEmpty());
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(desktop.opened, QStringList(cardPath()));
 }
 
 TEST_F(KV_VCardContractTest, BeforeSnowLeopardTheSecondSearchDecidesAlone)
 {
     // The company lacks the address; who has it is no company.
-    listed.records = {company("Kelvo", {}), company("Kelvo Mail", {"info@kelvo.example"}, 0)};
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_TRUE(opened.paths.isEmpty());
+    memory.records = {company("Kelvo", {}), company("Kelvo Mail", {"info@kelvo.example"}, 0)};
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_TRUE(desktop.opened.isEmpty());
     // The organisation counts in the second search too, where there is a prefix.
-    listed.records = {company("Kelvo", {}), company("Other", {"info@kelvo.example"})};
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(opened.paths, QStringList(cardPath()));
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"}), QString()));
-    EXPECT_EQ(opened.paths.size(), 1);
-    EXPECT_EQ(listed.records.size(), 2U);
+    memory.records = {company("Kelvo", {}), company("Other", {"info@kelvo.example"})};
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(desktop.opened, QStringList(cardPath()));
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"}), QString()).addToAddressBook());
+    EXPECT_EQ(desktop.opened.size(), 1);
+    EXPECT_EQ(memory.records.size(), 2U);
 }
 
 TEST_F(KV_VCardContractTest, TheFileHoldsTheCardAsThePersonWritesIt)
 {
-    listed.records = {company("Kelvo", {})};
+    memory.records = {company("Kelvo", {})};
     const Ref<ABPerson> person = company("Kelvo Software", {"info@kelvo.example"});
     const Tests::CapturedLog log;
-    EXPECT_TRUE(add(person));
+    EXPECT_TRUE(card(person).addToAddressBook());
     QFile file(cardPath());
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), person->vCardRepresentation());
@@ -147,13 +76,110 @@ TEST_F(KV_VCardContractTest, TheFileHoldsTheCardAsThePersonWritesIt)
 
 TEST_F(KV_VCardContractTest, TheBookIsSavedWhateverAddingAnswers)
 {
-    listed.adds = false;
-    EXPECT_TRUE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(listed.saved, 1);
-    listed.saves = false;
-    EXPECT_FALSE(add(company("Kelvo Software", {"info@kelvo.example"})));
-    EXPECT_EQ(listed.saved, 2);
-    EXPECT_TRUE(opened.paths.isEmpty());
+    memory.adds = false;
+    EXPECT_TRUE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(memory.saved, 1);
+    memory.saves = false;
+    EXPECT_FALSE(card(company("Kelvo Software", {"info@kelvo.example"})).addToAddressBook());
+    EXPECT_EQ(memory.saved, 2);
+    EXPECT_TRUE(desktop.opened.isEmpty());
+}
+
+struct SearchRow {
+    const char *what;
+    const char *prefix; // null for none
+    QStringList emails;
+    std::vector<Ref<ABPerson>> records;
+    int added;
+    qsizetype opened;
+};
+
+TEST_F(KV_VCardContractTest, BeforeSnowLeopardTheSearchesDecideWithOneMatch)
+{
+    const QStringList own{QStringLiteral("info@kelvo.example")};
+    const QStringList two{QStringLiteral("info@kelvo.example"), QStringLiteral("help@kelvo.example")};
+    const SearchRow rows[] = {
+        {"a longer name in another case", "Kelvo Software", own, {company("KELVO SOFTWARE GmbH", own)}, 0, 0},
+        {"a shorter name", "Kelvo Software", own, {company("Kelvo Soft", own)}, 1, 0},
+        {"part of an address", "Kelvo", {QStringLiteral("info@kelvo")}, {company("Kelvo", own)}, 0, 1},
+        {"one address of two", "Kelvo", two, {company("Kelvo", own)}, 0, 1},
+        {"both in the other order", "Kelvo", two, {company("Kelvo", {two[1], two[0]})}, 0, 0},
+        {"both over two records", "Kelvo", two, {company("Kelvo", own), company("Kelvo", {two[1]})}, 0, 1},
+        {"no company", "Kelvo", own, {company("Kelvo", own, 0)}, 1, 0},
+        {"flags of other bits", "Kelvo", own, {company("Kelvo", own, 9)}, 1, 0},
+        {"no prefix, no such address", nullptr, own, {company("Else", two.mid(1))}, 0, 1},
+        {"no prefix, the address elsewhere", nullptr, own, {company("Else", own)}, 0, 0},
+        {"no prefix, persons alone", nullptr, own, {company("Person", own, 0)}, 1, 0},
+        {"no prefix, no address", nullptr, {}, {company("Else", {})}, 0, 0},
+    };
+    for (const SearchRow &row : rows) {
+        memory.records = row.records;
+        memory.added = 0;
+        desktop.opened.clear();
+        EXPECT_TRUE(
+            card(company("Kelvo Software", row.emails), QString::fromUtf8(row.prefix)).addToAddressBook())
+            << row.what;
+        EXPECT_EQ(memory.added, row.added) << row.what;
+        EXPECT_EQ(desktop.opened.size(), row.opened) << row.what;
+    }
+}
+
+TEST_F(KV_VCardContractTest, AnyNumberOfAddressesIsAskedFor)
+{
+    QStringList emails;
+    for (int i = 0; i < 10000; ++i)
+        emails.append(QStringLiteral("a%1@kelvo.example").arg(i));
+    memory.records = {company("Kelvo", emails)};
+    EXPECT_TRUE(card(company("Kelvo", emails)).addToAddressBook());
+    EXPECT_TRUE(desktop.opened.isEmpty());
+    emails.append(QStringLiteral("one@more.example"));
+    EXPECT_TRUE(card(company("Kelvo", emails)).addToAddressBook());
+    EXPECT_EQ(desktop.opened.size(), 1);
+}
+
+TEST_F(KV_VCardContractTest, TheShippedCardsAreFoundAgain)
+{
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_TRUE(KV_VCard::kelvoVCard()->addToAddressBook());
+        EXPECT_TRUE(KV_VCard::kagiVCard()->addToAddressBook());
+        EXPECT_EQ(memory.added, 2);
+    }
+    EXPECT_TRUE(desktop.opened.isEmpty());
+}
+
+TEST_F(KV_VCardContractTest, TheCardsComeFromTheFrameworksBundle)
+{
+    const Tests::BundleFolder framework(
+        {{QStringLiteral("CFBundleIdentifier"), QStringLiteral("com.kelvo.KVBase")}});
+    framework.addResource(
+        QStringLiteral("Kelvo_Software.vcf"),
+        "BEGIN:VCARD\r\nVERSION:3.0\r\nORG:Other Makers\r\nUID:1234\r\nNOTE:old\r\nEND:VCARD\r\n");
+    const Tests::StubApplication application({{QStringLiteral("CFBundleName"), QStringLiteral("Sampler")}},
+                                             framework.bundle());
+    const Ref<ABPerson> person = KV_VCard::kelvoVCard()->person();
+    ASSERT_NE(person, nullptr);
+    EXPECT_EQ(person->valueForProperty(QString(kABOrganizationProperty)),
+              QVariant(QStringLiteral("Other Makers")));
+    EXPECT_EQ(person->valueForProperty(QString(kABNoteProperty)).toString(),
+              InfoDictionary::fullProductName());
+    EXPECT_TRUE(isNil(person->valueForProperty(QString(kABUIDProperty))));
+    // The other resource is missing there.
+    EXPECT_EQ(KV_VCard::kagiVCard()->person(), nullptr);
+    EXPECT_EQ(KV_VCard::kagiVCard()->searchPrefix(), QStringLiteral("Kagi"));
+    EXPECT_FALSE(KV_VCard::kagiVCard()->addToAddressBook());
+    EXPECT_EQ(memory.added, 0);
+}
+
+TEST_F(KV_VCardContractTest, ACardHoldsItsPerson)
+{
+    Ref<ABPerson> person = ABPerson::create();
+    const std::weak_ptr<ABPerson> watched = person;
+    auto holder = std::make_unique<KV_VCard>(person);
+    person.reset();
+    holder->setPerson(holder->person());
+    EXPECT_FALSE(watched.expired());
+    holder.reset();
+    EXPECT_TRUE(watched.expired());
 }
 
 } // namespace

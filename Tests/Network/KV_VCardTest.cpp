@@ -1,12 +1,7 @@
-#include "Platform/Services/AddressBookStore.h"
-#include "Platform/Services/Applications.h"
-#include "Platform/Services/Folders.h"
-#include "Platform/Services/SystemVersions.h"
+#include "Network/ContactCardTestSupport.h"
 #include "Support/CapturedLog.h"
-#include "Support/TestPaths.h"
 
 #include <KVBase/InfoDictionary.h>
-#include <KVBase/KV_VCard.h>
 #include <KVBase/Platform/KVNil.h>
 #include <KVBase/Platform/NSBundle.h>
 #include <KVBase/Runtime.h>
@@ -24,82 +19,10 @@ namespace KVBase
 namespace
 {
 
-class MemoryStore : public AddressBookStore {
-public:
-    std::vector<Ref<ABPerson>> persons() override { return records; }
-    bool add(const Ref<ABPerson> &person) override
-    {
-        records.push_back(person);
-        ++added;
-        return true;
-    }
-    bool save() override
-    {
-        ++saved;
-        return saves;
-    }
+using Tests::company;
+using Tests::MemoryStore;
 
-    std::vector<Ref<ABPerson>> records;
-    int added = 0;
-    int saved = 0;
-    bool saves = true;
-};
-
-class RecordingApplications : public Applications {
-public:
-    QString applicationForCreator(OSType) override { return {}; }
-    bool openFile(const QString &path) override
-    {
-        opened.append(path);
-        return opens;
-    }
-    bool openApplication(const QString &) override { return false; }
-    void relaunchAfterExit(const QString &) override {}
-
-    QStringList opened;
-    bool opens = true;
-};
-
-class ScratchFolders : public Folders {
-public:
-    ScratchFolders() { QDir().mkpath(folder); }
-    QStringList libraryFolders(std::uint32_t) override { return {}; }
-    QString temporaryFolder() override { return folder; }
-    QString frameworksFolder() override { return {}; }
-
-    QString folder = Tests::scratchFolder() + QStringLiteral("/cards");
-};
-
-class KV_VCardTest : public testing::Test {
-protected:
-    KV_VCardTest() : store(&memory), applications(&desktop), places(&folders) { QFile::remove(cardPath()); }
-
-    QString cardPath() const { return folders.folder + QStringLiteral("/kelvo.vcf"); }
-
-    static Ref<ABPerson> company(const char *organization, const QStringList &emails, int flags = 1)
-    {
-        Ref<ABPerson> person = ABPerson::create();
-        person->setValue(QString::fromUtf8(organization), QString(kABOrganizationProperty));
-        person->setValue(emails, QString(kABEmailProperty));
-        person->setValue(flags, QString(kABPersonFlags));
-        return person;
-    }
-
-    KV_VCard &card(const Ref<ABPerson> &person, const QString &prefix)
-    {
-        made.setPerson(person);
-        made.setSearchPrefix(prefix);
-        return made;
-    }
-
-    MemoryStore memory;
-    RecordingApplications desktop;
-    ScratchFolders folders;
-    ScopedService<AddressBookStore> store;
-    ScopedService<Applications> applications;
-    ScopedService<Folders> places;
-    KV_VCard made;
-};
+class KV_VCardTest : public Tests::ContactCardTest {};
 
 const QString kPrefix = QStringLiteral("Kelvo");
 

@@ -162,6 +162,25 @@ TEST_F(MacAddressTest, TakesTheFirstSixBytes)
     EXPECT_EQ(ask(), QStringLiteral("0a:1b:00:00:00:00"));
 }
 
+TEST_F(MacAddressTest, SaysNothingOfTheSecondDictionaryWithoutTheFirst)
+{
+    interfaces.kind = Interfaces::Matching::Null;
+    interfaces.narrowed = false;
+    interfaces.listStatus = -1;
+    EXPECT_TRUE(ask().isNull());
+    EXPECT_EQ(console.lines(),
+              (QStringList{QStringLiteral("IOServiceMatching returned a NULL dictionary.\n"),
+                           QStringLiteral("IOServiceGetMatchingServices returned 0xffffffff\n"),
+                           QStringLiteral("FindEthernetInterfaces returned 0xffffffff\n")}));
+}
+
+TEST_F(MacAddressTest, WritesToTheConsoleAlsoWhenTheLogIsOff)
+{
+    KVLogSetDestination(0);
+    EXPECT_TRUE(ask().isNull());
+    EXPECT_EQ(console.lines(), QStringList{QStringLiteral("GetMACAddress returned 0x00000005\n")});
+}
+
 /// A folder in the layout of /sys/class/net.
 class KernelInterfacesTest : public testing::Test {
 protected:
