@@ -1,4 +1,4 @@
-#include "Network/ContactCardTestSupport.h"
+#include "Network/ContactCardSupport.h"
 #include "Support/CapturedLog.h"
 
 #include <KVBase/InfoDictionary.h>

@@ -1,5 +1,6 @@
+#include "Threads/LockedCollectionSupport.h"
+
 #include <KVBase/KVMutableArray.h>
-#include <KVBase/Platform/NSException.h>
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ namespace KVBase
 namespace
 {
 
-QVariant number(qlonglong value) { return QVariant(value); }
+using namespace Tests;
 
 QVariantList numbers(std::initializer_list<qlonglong> values)
 {
@@ -30,29 +31,6 @@ void fill(KVMutableArray &array, std::initializer_list<qlonglong> values)
 {
     for (const qlonglong value : values)
         array.addObject(number(value));
-}
-
-/// The name of the `NSException` that `work` raises; empty without one.
-QString raised(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const NSException &exception) {
-        return exception.name();
-    }
-    return {};
-}
-
-/// Whether another thread can use the array at once, so that its lock is free.
-bool isUnlocked(const KVMutableArray &array)
-{
-    std::atomic<bool> done{false};
-    std::thread other([&] {
-        static_cast<void>(array.count());
-        done = true;
-    });
-    other.join();
-    return done;
 }
 
 TEST(KVMutableArrayTest, IsEmptyHoweverItIsMade)
@@ -196,25 +174,14 @@ TEST(KVMutableArrayTest, HandsOutWhatARemovalCannotTakeAway)
     EXPECT_TRUE(weak.expired());
 }
 
-/// Asks the array from another thread when the last copy is destroyed; that deadlocks under the lock.
-struct AsksWhenDestroyed {
-    explicit AsksWhenDestroyed(KVMutableArray *asked, int *count) : array(asked), destroyed(count) {}
-    ~AsksWhenDestroyed()
-    {
-        EXPECT_TRUE(isUnlocked(*array));
-        array->addObject(number(99));
-        ++*destroyed;
-    }
-    KVMutableArray *array;
-    int *destroyed;
-};
-
 TEST(KVMutableArrayTest, ReleasesRemovedElementsAfterUnlocking)
 {
     KVMutableArray array;
     int destroyed = 0;
     const auto addOne = [&] {
-        array.insertObject(QVariant::fromValue(std::make_shared<AsksWhenDestroyed>(&array, &destroyed)), 0);
+        array.insertObject(QVariant::fromValue(std::make_shared<AsksWhenDestroyed<KVMutableArray>>(
+                               &array, [&] { array.addObject(number(99)); }, &destroyed)),
+                           0);
     };
     addOne();
     array.removeLastObject();
@@ -303,17 +270,6 @@ TEST(KVMutableArrayTest, DerivedRemovalsOutliveAConcurrentOne)
     array.addObjectsFromArray(numbers({3, 4}));
     array.removeAllObjects();
     EXPECT_TRUE(array.copy().isEmpty());
-}
-
-constexpr int kThreads = 8;
-
-void onThreads(const std::function<void(int)> &work)
-{
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(work, i);
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 TEST(KVMutableArrayThreads, KeepsWhatEachThreadAddsInItsOrder)

@@ -1,5 +1,6 @@
+#include "Threads/LockedCollectionSupport.h"
+
 #include <KVBase/KVMutableDictionary.h>
-#include <KVBase/Platform/NSException.h>
 
 #include <gtest/gtest.h>
 
@@ -25,29 +26,7 @@ namespace KVBase
 namespace
 {
 
-QVariant number(qlonglong value) { return QVariant(value); }
-
-/// The name of the `NSException` that `work` raises; empty without one.
-QString raised(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const NSException &exception) {
-        return exception.name();
-    }
-    return {};
-}
-
-bool isUnlocked(const KVMutableDictionary &dictionary)
-{
-    std::atomic<bool> done{false};
-    std::thread other([&] {
-        static_cast<void>(dictionary.count());
-        done = true;
-    });
-    other.join();
-    return done;
-}
+using namespace Tests;
 
 TEST(KVMutableDictionaryTest, IsEmptyHoweverItIsMade)
 {
@@ -204,26 +183,15 @@ TEST(KVMutableDictionaryTest, DoesTheDerivedOperations)
     EXPECT_TRUE(dictionary.copy().isEmpty());
 }
 
-/// Uses the dictionary from another thread when the last copy is destroyed; that deadlocks under the lock.
-struct AsksWhenDestroyed {
-    AsksWhenDestroyed(KVMutableDictionary *asked, int *count) : dictionary(asked), destroyed(count) {}
-    ~AsksWhenDestroyed()
-    {
-        EXPECT_TRUE(isUnlocked(*dictionary));
-        dictionary->setObject(number(1), number(99));
-        ++*destroyed;
-    }
-    KVMutableDictionary *dictionary;
-    int *destroyed;
-};
-
 TEST(KVMutableDictionaryTest, ReleasesRemovedValuesAfterUnlocking)
 {
     KVMutableDictionary dictionary;
     int destroyed = 0;
     const auto setOne = [&] {
         dictionary.setObject(
-            QVariant::fromValue(std::make_shared<AsksWhenDestroyed>(&dictionary, &destroyed)), number(1));
+            QVariant::fromValue(std::make_shared<AsksWhenDestroyed<KVMutableDictionary>>(
+                &dictionary, [&] { dictionary.setObject(number(1), number(99)); }, &destroyed)),
+            number(1));
     };
     setOne();
     dictionary.removeObjectForKey(number(1));
@@ -285,17 +253,6 @@ TEST(KVMutableDictionaryTest, ReleasesTheLockWhenCompoundWorkThrows)
     EXPECT_EQ(dictionary.withLock([&] { return dictionary.count() + 1; }), 1u);
     EXPECT_THROW(dictionary.withLock([] { throw 5; }), int);
     EXPECT_TRUE(isUnlocked(dictionary));
-}
-
-constexpr int kThreads = 8;
-
-void onThreads(const std::function<void(int)> &work)
-{
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(work, i);
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 TEST(KVMutableDictionaryThreads, AgreesWithASequentialModel)
