@@ -40,7 +40,7 @@ std::optional<std::string> endOfLinks(std::string path)
         if (length < 0)
             return path;
         const std::string text(target, static_cast<std::size_t>(length));
-        path = text.starts_with('/') ? text : folderOf(path) + '/' + text;
+        path = text.starts_with('/') ? text : folderOf(path).append("/").append(text);
     }
     return std::nullopt;
 }
