@@ -25,6 +25,9 @@ namespace KVBase
 ///
 /// A nil text matches nothing. An expression compiled with `REG_NOSUB` has no ranges: each of its matches
 /// counts as the empty one at the start.
+///
+/// Each function asks the C library its own question and hands on the answer. The library may take anchors in
+/// odd places, as in "(^a)+" or "($).", for met by a text in which it then finds no groups for them.
 class KV_EXPORT CSRegex {
 public:
     /// A new expression; see the constructor.

@@ -78,6 +78,28 @@ TEST(CSRegexContractTest, FirstMatch)
     }
 }
 
+// The C library finds these in texts where it then finds no groups for them: its answers are not made better.
+TEST(CSRegexContractTest, EachQuestionIsAnsweredAsTheLibraryAnswersIt)
+{
+    for (const char *pattern : {"$($).", "(())$($).", "$.", "(^a)+", "(^a|b)+", "(a)b"}) {
+        regex_t plain;
+        ASSERT_EQ(::regcomp(&plain, pattern, REG_EXTENDED), 0) << pattern;
+        const CSRegex regex(q(pattern), 0);
+        for (const char *text : {"\n", "\nab", "aab", "aba", "x", ""}) {
+            EXPECT_EQ(regex.matchesString(q(text)), ::regexec(&plain, text, 0, nullptr, 0) == 0) << pattern;
+            regmatch_t slots[3]{};
+            const bool found = ::regexec(&plain, text, 1, slots, 0) == 0;
+            EXPECT_EQ(regex.rangeOfMatchInString(q(text)).location,
+                      found ? static_cast<std::uint32_t>(slots[0].rm_so) : NSNotFound)
+                << pattern;
+            EXPECT_EQ(regex.capturedSubstringsOfString(q(text)).has_value(),
+                      ::regexec(&plain, text, plain.re_nsub + 1, slots, 0) == 0)
+                << pattern;
+        }
+        ::regfree(&plain);
+    }
+}
+
 TEST(CSRegexContractTest, AllMatchesAndPieces)
 {
     const struct {
