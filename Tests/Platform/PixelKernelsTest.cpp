@@ -342,7 +342,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Scaling{"WideOnly", 120, 40, 33, 40, 5}, Scaling{"TallOnly", 40, 120, 40, 33, 5},
                     Scaling{"FromOnePixel", 1, 1, 9, 7, 5}, Scaling{"ToOnePixel", 33, 21, 1, 1, 5},
                     Scaling{"FromARow", 50, 1, 20, 6, 3}, Scaling{"FromAColumn", 1, 50, 6, 20, 5},
-                    Scaling{"SameSize", 31, 17, 31, 17, 5}),
+                    Scaling{"SameSize", 31, 17, 31, 17, 5}, Scaling{"FromManyRows", 9, 700, 6, 3, 5},
+                    Scaling{"FromManyColumns", 700, 9, 3, 6, 5}, Scaling{"LowerAndWider", 20, 90, 50, 17, 5},
+                    Scaling{"HigherAndNarrower", 90, 20, 17, 50, 5},
+                    Scaling{"ManyMoreRows", 20, 3, 33, 300, 3}, Scaling{"OneRowLess", 40, 40, 40, 39, 3}),
     [](const auto &row) { return std::string(row.param.name); });
 
 TEST_P(PixelScalingTest, IsWithinOneLevelAnd65DecibelsOnEveryInstructionSet)
@@ -393,6 +396,48 @@ TEST(PixelScaleTest, OneColourStaysItAndChannelsDoNotMix)
             Bytes result(width * 4);
             ASSERT_TRUE(scale({source.data(), 37, 23, 148}, {result.data(), width, 1, width * 4}, 5));
             ASSERT_EQ(result, expected) << targetName(target) << " " << width;
+        }
+    }
+}
+
+TEST(PixelScaleTest, EveryWidthStaysWithinItsRowsAndIsTheSameOnEveryInstructionSet)
+{
+    for (std::size_t width = 1; width <= 70; ++width) {
+        for (const auto &[sourceHeight, targetHeight] : {std::pair(11u, 5u), {5u, 11u}}) {
+            const Bytes source = noise(width * sourceHeight * 4, static_cast<unsigned>(width));
+            const std::size_t wide = 71 - width;
+            Bytes first;
+            for (const std::int64_t target : availableTargets()) {
+                const ScopedTarget scope(target);
+                const GuardedMemory input(source);
+                const GuardedMemory output(wide * targetHeight * 4);
+                ASSERT_TRUE(scale({input.data(), width, sourceHeight, width * 4},
+                                  {output.data(), wide, targetHeight, wide * 4}, 5));
+                if (first.empty())
+                    first = output.bytes();
+                ASSERT_EQ(output.bytes(), first) << targetName(target) << " " << width;
+            }
+        }
+    }
+}
+
+/// Black and white as the filter's weights change their sign, which gives the largest values there are.
+TEST(PixelScaleTest, TheLargestOvershootFits)
+{
+    constexpr std::size_t kSide = 40;
+    Bytes source(kSide * kSide * 4);
+    const auto isWhite = [](std::size_t x) { return x < kSide / 2 ? x % 2 == 1 : x % 2 == 0; };
+    for (std::size_t i = 0; i < source.size(); ++i)
+        source[i] = isWhite(i / 4 % kSide) == isWhite(i / 4 / kSide) ? 255 : 0;
+    for (const std::size_t side : {kSide - 1, 2 * kSide, 2 * kSide + 1}) {
+        const Bytes reference = referenceScale(source, kSide, kSide, side, side, 5);
+        for (const std::int64_t target : availableTargets()) {
+            const ScopedTarget scope(target);
+            Bytes result(side * side * 4);
+            ASSERT_TRUE(
+                scale({source.data(), kSide, kSide, kSide * 4}, {result.data(), side, side, side * 4}, 5));
+            for (std::size_t i = 0; i < result.size(); ++i)
+                ASSERT_LE(std::abs(result[i] - reference[i]), 1) << targetName(target) << " " << i;
         }
     }
 }

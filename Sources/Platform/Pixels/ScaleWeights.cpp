@@ -10,34 +10,36 @@ namespace KVBase::Pixels
 namespace
 {
 
-constexpr std::size_t kTapsTogether = 8;
+constexpr std::size_t kSpareTaps = 8;
 constexpr int kSmallestShift = 8;
 constexpr int kLargestShift = 22;
 constexpr double kLargestWeight = 32000; // leaves room for rounding in 16 bits
+
+/// The sine and the cosine of pi * x.
+struct Turn {
+    explicit Turn(double x) : sine(std::sin(std::numbers::pi * x)), cosine(std::cos(std::numbers::pi * x)) {}
+
+    double sine;
+    double cosine;
+};
 
 /// sin(pi * x) at evenly spaced x. Each step turns the last point by the same angle, which costs a fraction
 /// of a sine and is exact to about 1e-12 over a million of them.
 class SineWalk {
 public:
-    SineWalk(double start, double step)
-        : sine(std::sin(std::numbers::pi * start)), cosine(std::cos(std::numbers::pi * start)),
-          stepSine(std::sin(std::numbers::pi * step)), stepCosine(std::cos(std::numbers::pi * step))
-    {}
+    SineWalk(double start, const Turn &eachStep) : at(start), step(eachStep) {}
 
     double next()
     {
-        const double result = sine;
-        const double turned = sine * stepCosine + cosine * stepSine;
-        cosine = cosine * stepCosine - sine * stepSine;
-        sine = turned;
+        const double result = at.sine;
+        at.sine = result * step.cosine + at.cosine * step.sine;
+        at.cosine = at.cosine * step.cosine - result * step.sine;
         return result;
     }
 
 private:
-    double sine;
-    double cosine;
-    double stepSine;
-    double stepCosine;
+    Turn at;
+    Turn step;
 };
 
 /// Where a filter lies on the source line.
@@ -46,7 +48,8 @@ public:
     Filter(std::size_t sourceLength, std::size_t targetLength, unsigned lobeCount)
         : length(static_cast<std::int64_t>(sourceLength)),
           ratio(static_cast<double>(sourceLength) / static_cast<double>(targetLength)),
-          stretch(std::max(ratio, 1.0)), lobes(lobeCount)
+          stretch(std::max(ratio, 1.0)), lobes(lobeCount), fastStep(1 / stretch),
+          slowStep(1 / stretch / lobes)
     {}
 
     double center(std::size_t target) const { return (static_cast<double>(target) + 0.5) * ratio - 0.5; }
@@ -70,8 +73,8 @@ public:
         const std::int64_t stop = end(target);
         const double step = 1 / stretch;
         double x = (static_cast<double>(start) - center(target)) * step;
-        SineWalk fast(x, step);
-        SineWalk slow(x / lobes, step / lobes);
+        SineWalk fast(x, fastStep);
+        SineWalk slow(x / lobes, slowStep);
         double sum = 0;
         for (std::int64_t source = start; source < stop; ++source, x += step) {
             const double sines = fast.next() * slow.next();
@@ -80,7 +83,8 @@ public:
             line[std::clamp<std::int64_t>(source, 0, length - 1) - base] += weight;
             sum += weight;
         }
-        std::for_each(line, line + count, [sum](double &weight) { weight /= sum; });
+        const double share = 1 / sum;
+        std::for_each(line, line + count, [share](double &weight) { weight *= share; });
     }
 
     std::int64_t firstInside(std::size_t target) const
@@ -101,6 +105,8 @@ private:
     double ratio;
     double stretch;
     double lobes;
+    Turn fastStep;
+    Turn slowStep;
 };
 
 /// The largest weight and the largest sum of absolute weights over the whole line.
@@ -148,27 +154,33 @@ void quantise(const double *line, std::size_t count, int shift, std::int16_t *we
 } // namespace
 
 bool ScaleWeights::make(std::size_t sourceLength, std::size_t targetLength, unsigned lobes,
-                        std::int32_t largestSample)
+                        std::int32_t largestSample, std::size_t together)
 {
     const Filter filter(sourceLength, targetLength, lobes);
     const std::size_t count = filter.mostTaps();
-    taps = (count + kTapsTogether - 1) / kTapsTogether * kTapsTogether;
     first = Scratch<std::int32_t>(targetLength);
-    weights = Scratch<std::int16_t>(targetLength * taps + kTapsTogether);
     const Scratch<double> line(count);
-    if (!first || !weights || !line)
+    if (!first || !line)
         return false;
     // Two walks instead of a table of all lines: the shift must be known before the first weight is rounded.
     Extent extent;
+    std::int64_t needed = 0;
     for (std::size_t target = 0; target < targetLength; ++target) {
         filter.weightsOf(target, line.get(), count);
-        first[target] = static_cast<std::int32_t>(filter.firstInside(target));
         extent.include(line.get(), count);
+        const std::int64_t begin = filter.firstInside(target);
+        first[target] = static_cast<std::int32_t>(begin / 2 * 2);
+        needed = std::max(needed, begin % 2 + static_cast<std::int64_t>(filter.countInside(target)));
     }
+    taps = (static_cast<std::size_t>(needed) + together - 1) / together * together;
+    weights = Scratch<std::int16_t>(targetLength * taps + kSpareTaps);
+    if (!weights)
+        return false;
     shift = shiftFor(extent, largestSample);
     for (std::size_t target = 0; target < targetLength; ++target) {
         filter.weightsOf(target, line.get(), count);
-        quantise(line.get(), filter.countInside(target), shift, weights.get() + target * taps);
+        const std::int64_t skipped = filter.firstInside(target) - first[target];
+        quantise(line.get(), filter.countInside(target), shift, weights.get() + target * taps + skipped);
     }
     return true;
 }
