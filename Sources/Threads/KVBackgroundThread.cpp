@@ -48,22 +48,16 @@ void tellDelegate(QObject *delegate, const NSException &exception)
 
 } // namespace
 
-/// The worker runs while `loop` is set. Each start has a number, so that one who waits for a worker to end
-/// does not wait for the next one.
+/// Each start has a number, so that one who waits for a worker to end does not wait for the next one.
 struct KVBackgroundThread::Private {
     explicit Private(KVBackgroundThread *object)
-        : self(object), queue([this](const KVCallable &request) { execute(request); })
+        : self(object), queue([this](const NSException &exception) { report(exception); })
     {}
 
-    bool isWorker(const std::shared_ptr<RunLoopCore> &running) const
-    {
-        return running != nullptr && running->isOwnThread();
-    }
-
-    std::shared_ptr<RunLoopCore> runningLoop();
+    void requireRunning() const;
     void backgroundThread();
+    void perform(KVCallable &&work, KVFlushMode flushMode);
     void submit(KVCallable &&request, KVFlushMode flushMode);
-    void execute(const KVCallable &request);
     void report(const NSException &exception);
     void joinEnded();
 
@@ -74,73 +68,67 @@ struct KVBackgroundThread::Private {
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::shared_ptr<RunLoopCore> loop;
     std::thread thread;
     bool isStarting = false;
+    bool isRunning = false;
     std::uint64_t starts = 0;
     std::uint64_t ends = 0;
     QPointer<QObject> delegate;
     QString name;
 };
 
-/// Raises when no worker runs.
-std::shared_ptr<RunLoopCore> KVBackgroundThread::Private::runningLoop()
+void KVBackgroundThread::Private::requireRunning() const
 {
-    const std::lock_guard lock(mutex);
-    if (loop == nullptr)
+    if (!queue.isOpen())
         raiseNotStarted();
-    return loop;
 }
 
 void KVBackgroundThread::Private::backgroundThread()
 {
     const auto core = RunLoopCore::current();
-    core->addSource(&queue, RunLoopModes::defaultMode());
+    for (const QString &mode :
+         runningOnLeopard ? RunLoopModes::common() : QStringList(RunLoopModes::defaultMode()))
+        core->addSource(&queue, mode);
     exitRunLoop = false;
-    queue.open();
+    queue.open(core);
     {
         const std::lock_guard lock(mutex);
-        loop = core;
+        isRunning = true;
         isStarting = false;
         ++starts;
         nameCurrentThread(name);
         changed.notify_all();
     }
     const std::function<bool()> isFinished = [this] { return exitRunLoop.load(); };
-    while (!exitRunLoop)
+    while (!exitRunLoop) {
         core->run(RunLoopModes::defaultMode(), RunLoopCore::monotonic() + kSlice, isFinished);
+        queue.trim();
+    }
 
     queue.close();
     core->removeSource(&queue);
     const std::lock_guard lock(mutex);
-    loop = nullptr;
+    isRunning = false;
     ++ends;
     changed.notify_all();
 }
 
-void KVBackgroundThread::Private::submit(KVCallable &&request, KVFlushMode flushMode)
+void KVBackgroundThread::Private::perform(KVCallable &&work, KVFlushMode flushMode)
 {
-    const auto running = runningLoop();
-    if (runningOnLeopard) {
-        running->handOver(nullptr, [this, work = std::move(request)] { execute(work); });
-        return;
-    }
-    bool wasTaken = false;
-    if (queue.add(std::move(request), flushMode == KVFlushMode::Flush, wasTaken))
-        running->wake(false);
-    if (!wasTaken)
-        raiseNotStarted();
-    if (flushMode == KVFlushMode::Coalesced)
-        PerformDeferred::performCoalescedSelector(KVTarget(self->shared_from_this()), "flush", QVariant());
+    if (!work)
+        requireRunning();
+    else if (queue.isOwnThread())
+        work();
+    else
+        submit(std::move(work), flushMode);
 }
 
-void KVBackgroundThread::Private::execute(const KVCallable &request)
+void KVBackgroundThread::Private::submit(KVCallable &&request, KVFlushMode flushMode)
 {
-    try {
-        request();
-    } catch (const NSException &exception) {
-        report(exception);
-    }
+    if (!queue.add(std::move(request), runningOnLeopard || flushMode == KVFlushMode::Flush))
+        raiseNotStarted();
+    if (flushMode == KVFlushMode::Coalesced && !runningOnLeopard)
+        PerformDeferred::performCoalescedSelector(KVTarget(self->shared_from_this()), "flush", QVariant());
 }
 
 void KVBackgroundThread::Private::report(const NSException &exception)
@@ -174,6 +162,7 @@ void KVBackgroundThread::Private::joinEnded()
 KVBackgroundThread::KVBackgroundThread(const QString &name) : d(std::make_unique<Private>(this))
 {
     d->runningOnLeopard = QCoreApplication::instance() != nullptr && Runtime::runningOnLeopardOrHigher();
+    d->queue.setPath(d->runningOnLeopard ? WorkerQueue::Path::Direct : WorkerQueue::Path::Queue);
     setName(name);
 }
 
@@ -204,7 +193,7 @@ void KVBackgroundThread::start(bool wait)
 {
     d->joinEnded();
     std::unique_lock lock(d->mutex);
-    if (d->isStarting || d->loop != nullptr) {
+    if (d->isStarting || d->isRunning) {
         NSLog("KVBackgroundThread %@ is running already", d->name);
         return;
     }
@@ -262,7 +251,7 @@ void KVBackgroundThread::performSelector(const KVSelector &selector, const KVTar
                                          const QVariant &object1, const QVariant &object2,
                                          KVFlushMode flushMode)
 {
-    if (d->isWorker(d->runningLoop())) {
+    if (d->queue.isOwnThread()) {
         KVBase::performSelector(target.object(), selector, object1, object2);
         return;
     }
@@ -273,24 +262,18 @@ void KVBackgroundThread::performSelector(const KVSelector &selector, const KVTar
               flushMode);
 }
 
-void KVBackgroundThread::perform(KVCallable work) { perform(std::move(work), KVFlushMode::Flush); }
+void KVBackgroundThread::perform(KVCallable work) { d->perform(std::move(work), KVFlushMode::Flush); }
 
 void KVBackgroundThread::perform(KVCallable work, KVFlushMode flushMode)
 {
-    const bool isOwn = d->isWorker(d->runningLoop());
-    if (!work)
-        return;
-    if (isOwn)
-        work();
-    else
-        d->submit(std::move(work), flushMode);
+    d->perform(std::move(work), flushMode);
 }
 
 void KVBackgroundThread::flush()
 {
-    const auto running = d->runningLoop();
-    if (!d->runningOnLeopard && d->queue.flush())
-        running->wake(false);
+    d->requireRunning();
+    if (!d->runningOnLeopard)
+        d->queue.flush();
 }
 
 void KVBackgroundThread::cancel()

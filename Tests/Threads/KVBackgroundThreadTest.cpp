@@ -491,6 +491,51 @@ TEST_P(KVBackgroundThreadTest, WhatIsSubmittedDuringTheStopRunsOrRaises)
     EXPECT_GT(ran.load(), 0);
 }
 
+TEST_P(KVBackgroundThreadTest, TimersOfTheWorkersLoopHaveTheirTurnHoweverFastOthersSubmit)
+{
+    const auto worker = running();
+    std::atomic<int> fired{0};
+    std::atomic<bool> isScheduled{false};
+    worker->perform([&] {
+        NSRunLoop::currentRunLoop()->addTimer(
+            NSTimer::timerWithTimeInterval(0.001, true, [&fired](NSTimer &) { ++fired; }),
+            NSDefaultRunLoopMode);
+        isScheduled = true;
+    });
+    ASSERT_TRUE(waitUntil([&] { return isScheduled.load(); }));
+    std::atomic<bool> ends{false};
+    std::thread submitter([&] {
+        while (!ends)
+            worker->perform([] {});
+    });
+    EXPECT_TRUE(waitUntil([&] { return fired > 3; }));
+    ends = true;
+    submitter.join();
+    worker->stop(true);
+}
+
+TEST_P(KVBackgroundThreadTest, RequestsAndWhatIsHandedToItsLoopBeforeRunInTheOrderOfTheCalls)
+{
+    const auto worker = running();
+    std::mutex gate;
+    std::unique_lock closed(gate);
+    std::promise<Ref<NSRunLoop>> workersLoop;
+    worker->perform([&] { workersLoop.set_value(NSRunLoop::currentRunLoop()); });
+    const auto loop = workersLoop.get_future().get();
+    std::atomic<bool> isHeld{false};
+    loop->performOnThread([&] {
+        isHeld = true;
+        const std::lock_guard lock(gate);
+    });
+    ASSERT_TRUE(waitUntil([&] { return isHeld.load(); }));
+    worker->performSelector("note:", &target, 1);
+    loop->performOnThread("note:", &target, 2);
+    closed.unlock();
+    EXPECT_TRUE(waitUntil([&] { return target.calls().size() == 2; }));
+    EXPECT_TRUE(target.calls() == list({"1", "2"}) || GetParam().path == Path::Queue);
+    worker->stop(true);
+}
+
 TEST_P(KVBackgroundThreadQueueTest, RunsQueuedRequestsAfterAFlushInOrder)
 {
     const auto worker = running();

@@ -37,32 +37,51 @@ Inbox::~Inbox()
 
 void Inbox::put(Handover handover)
 {
-    const std::lock_guard lock(mutex);
-    if (isClosed)
-        return;
-    handovers.push_back(std::move(handover));
-    wakeLocked();
+    Ring ring = Ring::None;
+    {
+        const std::lock_guard lock(mutex);
+        if (isClosed)
+            return;
+        handovers.push_back(std::move(handover));
+        ring = ringLocked();
+    }
+    giveRing(ring);
 }
 
 void Inbox::wake(bool interrupts)
 {
-    const std::lock_guard lock(mutex);
-    isInterrupted = isInterrupted || interrupts;
-    wakeLocked();
+    Ring ring = Ring::None;
+    {
+        const std::lock_guard lock(mutex);
+        isInterrupted = isInterrupted || interrupts;
+        ring = ringLocked();
+    }
+    giveRing(ring);
 }
 
-void Inbox::wakeLocked()
+/// Notes that the loop is to look, and answers what will make it.
+Inbox::Ring Inbox::ringLocked()
 {
-    if (isWoken)
-        return;
-    isWoken = true;
-    if (isSleeping) {
+    if (std::exchange(isWoken, true))
+        return Ring::None;
+    if (isSleeping)
+        return Ring::Bell;
+    return hasDriver ? Ring::Driver : Ring::None;
+}
+
+/// Without the lock, which the woken thread wants at once. A ring that comes late makes the loop look once
+/// more than it must.
+void Inbox::giveRing(Ring ring)
+{
+    if (ring == Ring::Bell) {
         const std::uint64_t one = 1;
         // The counter cannot overflow: there is one ring for each time the loop goes to sleep.
         [[maybe_unused]] const ssize_t written = ::write(bell, &one, sizeof one);
-    } else if (driver != nullptr) {
+    } else if (ring == Ring::Driver) {
+        const std::lock_guard lock(driverMutex);
         // Behind what is queued already, so that notifications go out when the current events are done.
-        QCoreApplication::postEvent(driver, new QEvent(QEvent::User), Qt::LowEventPriority);
+        if (driver != nullptr)
+            QCoreApplication::postEvent(driver, new QEvent(QEvent::User), Qt::LowEventPriority);
     }
 }
 
@@ -130,19 +149,25 @@ void Inbox::sleep(std::chrono::nanoseconds patience)
 
 void Inbox::setDriver(QObject *given)
 {
-    const std::lock_guard lock(mutex);
-    driver = given;
-    if (driver == nullptr || !isWoken)
-        return;
-    isWoken = false;
-    wakeLocked();
+    {
+        const std::lock_guard lock(driverMutex);
+        driver = given;
+    }
+    Ring ring = Ring::None;
+    {
+        const std::lock_guard lock(mutex);
+        hasDriver = given != nullptr;
+        if (hasDriver && std::exchange(isWoken, false))
+            ring = ringLocked();
+    }
+    giveRing(ring);
 }
 
 std::deque<Handover> Inbox::close()
 {
     const std::lock_guard lock(mutex);
     isClosed = true;
-    driver = nullptr;
+    hasDriver = false;
     return std::exchange(handovers, {});
 }
 

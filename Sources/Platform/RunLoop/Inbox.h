@@ -58,7 +58,10 @@ public:
     std::deque<Handover> close();
 
 private:
-    void wakeLocked();
+    enum class Ring { None, Bell, Driver };
+
+    Ring ringLocked();
+    void giveRing(Ring ring);
     void openBell();
 
     mutable std::mutex mutex;
@@ -67,8 +70,12 @@ private:
     bool isInterrupted = false;
     bool isSleeping = false;
     bool isClosed = false;
-    QObject *driver = nullptr;
+    bool hasDriver = false;
     int bell = -1;
+
+    /// Keeps the driver while an event is posted to it. Never taken together with the other.
+    std::mutex driverMutex;
+    QObject *driver = nullptr;
 };
 
 } // namespace KVBase

@@ -24,9 +24,9 @@ class DispatcherDriver;
 struct KV_EXPORT RunLoopSource {
     virtual ~RunLoopSource();
 
-    /// Does the work that there is, if any. Called in every pass of the source's mode, in nested loops as
-    /// well, so that what is not done yet must be seen again.
-    virtual void perform() = 0;
+    /// Does the work that there is, and answers whether there was any. Called in every pass of the source's
+    /// mode, in nested loops as well, so that what is not done yet must be seen again.
+    virtual bool perform() = 0;
 };
 
 /// The heart of a thread's run loop. It is driven by the thread's Qt dispatcher while an application object

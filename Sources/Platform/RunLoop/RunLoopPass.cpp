@@ -98,7 +98,7 @@ void RunLoopCore::performSources(const QString &passMode)
 {
     for (std::size_t index = 0; index < sources.size(); ++index)
         if (sources[index].mode == passMode)
-            callOut([source = sources[index].source] { source->perform(); });
+            callOut([&, source = sources[index].source] { inputs += source->perform() ? 1 : 0; });
 }
 
 void RunLoopCore::performHandovers(const QString &passMode, std::uint64_t sequenceLimit)
