@@ -14,10 +14,14 @@ void StepLimit::addTo(CLI::App *app)
         ->capture_default_str();
 }
 
+report::StepResult StepLimit::attempt(const std::function<QVariantMap()> &work) const
+{
+    return report::runBounded(std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)), work);
+}
+
 report::StepResult StepLimit::run(const QString &name, const std::function<QVariantMap()> &work) const
 {
-    report::StepResult step =
-        report::runBounded(std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)), work);
+    report::StepResult step = attempt(work);
     if (step.end != report::StepEnd::Done)
         complain(name + QStringLiteral(": ") + step.reason);
     return step;

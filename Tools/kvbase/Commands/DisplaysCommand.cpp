@@ -1,4 +1,4 @@
-#include "kvbase/Command.h"
+#include "kvbase/StepLimit.h"
 
 #include "Platform/Services/Displays.h"
 
@@ -9,6 +9,7 @@
 #include <QtGui/QGuiApplication>
 
 #include <memory>
+#include <sys/resource.h>
 #include <vector>
 
 namespace kvbase
@@ -20,8 +21,9 @@ namespace
 using KVBase::Displays;
 using KVBase::Service;
 
-/// The session's platform, and behind it one that needs no display server: a server that does not answer
-/// must not end the process.
+void swallow(QtMsgType, const QMessageLogContext &, const QString &) {}
+
+/// The session's platform, and behind it one that needs no display server.
 void choosePlatform()
 {
     QByteArrayList platforms{qgetenv("QT_QPA_PLATFORM")};
@@ -33,7 +35,7 @@ void choosePlatform()
     qputenv("QT_QPA_PLATFORM", platforms.join(';'));
 }
 
-/// An application object for the session's display server. Null without a server: there is nothing to ask
+/// An application object for the session's display server; null without a server, as there is nothing to ask
 /// then.
 std::unique_ptr<QGuiApplication> connectToDisplayServer(const Context &context)
 {
@@ -64,32 +66,61 @@ QJsonArray describeDisplays()
     return described;
 }
 
-int run(const Context &context)
+QVariantMap displaysAsMap()
 {
-    const std::unique_ptr<QGuiApplication> application = connectToDisplayServer(context);
     const bool supported = KVBase::KVQuartzExtreme::isQuartzExtremeSupported();
-    const QJsonArray displays = describeDisplays();
-    if (context.json) {
-        printJson(QJsonObject{{"accelerated", supported}, {"displays", displays}});
-    } else {
-        for (const QJsonValue &display : displays)
-            printLine(QStringLiteral("display %1: %2, vendor %3, serial %4")
-                          .arg(display["display"].toInteger())
-                          .arg(display["accelerated"].toBool() ? QStringLiteral("accelerated")
-                                                               : QStringLiteral("not accelerated"))
-                          .arg(display["vendor"].toInteger())
-                          .arg(display["serial"].toInteger()));
-        if (displays.isEmpty())
-            printLine(QStringLiteral("no displays"));
-    }
-    return supported ? kSuccess : kNegative;
+    return {{QStringLiteral("accelerated"), supported},
+            {QStringLiteral("displays"), describeDisplays().toVariantList()}};
 }
 
-const CommandRegistration registration("displays", "Tell whether hardware draws on every display",
-                                       [](CLI::App &app, const Context &context) {
-                                           app.footer("Exit code 0 when it does, 1 when not.");
-                                           return [&context] { return run(context); };
-                                       });
+/// With the session's display server. In a process of its own, because the toolkit waits for ever for a
+/// server that is silent, and a driver may end the process.
+QVariantMap askServer(const Context &context)
+{
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    qInstallMessageHandler(swallow);
+    const std::unique_ptr<QGuiApplication> application = connectToDisplayServer(context);
+    return displaysAsMap();
+}
+
+void printDisplays(const QJsonObject &answer)
+{
+    const QJsonArray displays = answer[QStringLiteral("displays")].toArray();
+    for (const QJsonValue &display : displays)
+        printLine(QStringLiteral("display %1: %2, vendor %3, serial %4")
+                      .arg(display["display"].toInteger())
+                      .arg(display["accelerated"].toBool() ? QStringLiteral("accelerated")
+                                                           : QStringLiteral("not accelerated"))
+                      .arg(display["vendor"].toInteger())
+                      .arg(display["serial"].toInteger()));
+    if (displays.isEmpty())
+        printLine(QStringLiteral("no displays"));
+}
+
+int run(const Context &context, const StepLimit &limit)
+{
+    const report::StepResult step = limit.attempt([&context] { return askServer(context); });
+    if (step.end == report::StepEnd::Cut) {
+        complain(QStringLiteral("The display server does not answer"));
+        return exitCodeFor(step);
+    }
+    const QJsonObject answer =
+        QJsonObject::fromVariantMap(step.end == report::StepEnd::Done ? step.values : displaysAsMap());
+    if (context.json)
+        printJson(answer);
+    else
+        printDisplays(answer);
+    return answer[QStringLiteral("accelerated")].toBool() ? kSuccess : kNegative;
+}
+
+const CommandRegistration registration(
+    "displays", "Tell whether hardware draws on every display", [](CLI::App &app, const Context &context) {
+        app.footer("Exit code 0 when it does, 1 when not, 3 when the display server was silent.");
+        auto limit = std::make_shared<StepLimit>();
+        limit->addTo(&app);
+        return [limit, &context] { return run(context, *limit); };
+    });
 
 } // namespace
 
