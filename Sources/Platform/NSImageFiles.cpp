@@ -3,6 +3,7 @@
 #include <QtCore/QBuffer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QMimeDatabase>
 #include <QtCore/QSaveFile>
 #include <QtGui/QImageReader>
 #include <QtGui/QImageWriter>
@@ -26,6 +27,28 @@ bool isTooLarge(const QSize &size)
     return std::int64_t{size.width()} * size.height() * 4 > kMaximumDecodedImageBytes;
 }
 
+bool isPictureType(const QMimeType &type) { return type.name().startsWith(QLatin1StringView("image/")); }
+
+/// Why no plug-in took the contents: they are no picture, are damaged from the start, or a plug-in is
+/// missing.
+QString whyNotRead(QIODevice &device)
+{
+    device.seek(0);
+    const QMimeType type = QMimeDatabase().mimeTypeForData(&device);
+    if (!isPictureType(type))
+        return QStringLiteral("Not a picture");
+    if (QImageReader::supportedMimeTypes().contains(type.name().toLatin1()))
+        return QStringLiteral("The picture is damaged");
+    return QStringLiteral("No plug-in that reads %1 is installed").arg(type.name());
+}
+
+QString whyNotWritten(const QString &path)
+{
+    const QMimeType type = QMimeDatabase().mimeTypeForFile(path, QMimeDatabase::MatchExtension);
+    return isPictureType(type) ? QStringLiteral("No plug-in that writes %1 is installed").arg(type.name())
+                               : QStringLiteral("The name does not end in a picture format");
+}
+
 QImage decoded(QIODevice &device, QString *errorText)
 {
     QImageReader reader(&device);
@@ -39,20 +62,23 @@ QImage decoded(QIODevice &device, QString *errorText)
     }
     QImage image = reader.read();
     if (image.isNull())
-        say(errorText, reader.errorString());
+        say(errorText, reader.error() == QImageReader::UnsupportedFormatError ? whyNotRead(device)
+                                                                              : reader.errorString());
     return image;
 }
 
-/// The picture in a file format, in memory; null when it cannot be encoded.
-QByteArray encoded(const QImage &image, const QByteArray &format, QString *errorText)
+/// The picture in the file format that the path's extension stands for, in memory; null when it cannot be
+/// encoded.
+QByteArray encoded(const QImage &image, const QString &path, QString *errorText)
 {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, format);
+    QImageWriter writer(&buffer, QFileInfo(path).suffix().toLatin1());
     if (writer.write(image))
         return bytes;
-    say(errorText, writer.errorString());
+    say(errorText,
+        writer.error() == QImageWriter::UnsupportedFormatError ? whyNotWritten(path) : writer.errorString());
     return {};
 }
 
@@ -96,7 +122,7 @@ bool NSImage::writeToFile(const QString &path, QString *errorText) const
         say(errorText, QStringLiteral("There is no picture to write"));
         return false;
     }
-    const QByteArray bytes = encoded(image, QFileInfo(path).suffix().toLatin1(), errorText);
+    const QByteArray bytes = encoded(image, path, errorText);
     return !bytes.isEmpty() && writeWhole(path, bytes, errorText);
 }
 
