@@ -30,14 +30,6 @@ std::vector<ImageCommand> &imageCommands()
     return commands;
 }
 
-/// What the toolkit and its plug-ins have to say of the session and of damaged files is not for the user, who
-/// is told by us what failed.
-void keepOnlyFatal(QtMsgType type, const QMessageLogContext &, const QString &text)
-{
-    if (type == QtFatalMsg)
-        complain(text);
-}
-
 /// Picture formats are plug-ins of the application object, which needs no screen here.
 void makeApplication(const Context &context)
 {
@@ -46,7 +38,6 @@ void makeApplication(const Context &context)
     static int argc = std::min(context.argc, 1);
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    qInstallMessageHandler(keepOnlyFatal);
     static QGuiApplication application(argc, context.argv);
 }
 
