@@ -1,5 +1,6 @@
 #include "support/SupportWindow.h"
 
+#include "HangingTool.h"
 #include "Support/ToolRunner.h"
 #include "SupportFixtures.h"
 #include "report/Application.h"
@@ -34,9 +35,14 @@ protected:
 
     void open(const QString &url)
     {
-        window = std::make_unique<SupportWindow>(QUrl(url));
-        window->show();
+        make(url, {programFolder() + QStringLiteral("/kvbase-support")});
         EXPECT_TRUE(waitFor(&SupportWindow::collected));
+    }
+
+    void make(const QString &url, const ReportSteps &steps)
+    {
+        window = std::make_unique<SupportWindow>(QUrl(url), steps);
+        window->show();
     }
 
     template <class Signal>
@@ -133,6 +139,59 @@ TEST_F(SupportWindowTest, PostsTheFormAndShowsTheAnswer)
     EXPECT_EQ(fields.value(QStringLiteral("crash")).toString(), QStringLiteral("It broke.\n"));
     EXPECT_EQ(fields.value(QStringLiteral("application")).toString(), QStringLiteral("Tool"));
     EXPECT_FALSE(CrashReport::newCrashLogExists()) << "what was sent is not new any more";
+}
+
+TEST_F(SupportWindowTest, SendsOnce)
+{
+    const Collector collector;
+    open(collector.url);
+    find<QPushButton>("sendButton")->click();
+    ASSERT_TRUE(waitFor(&SupportWindow::posted));
+    EXPECT_FALSE(find<QPushButton>("sendButton")->isEnabled());
+    EXPECT_TRUE(find<QPushButton>("closeButton")->isEnabled());
+}
+
+TEST_F(SupportWindowTest, StaysUsableWhileAToolHangsAndSendsTheRestOnceItIsCut)
+{
+    const HangingTool hanging;
+    const Collector collector;
+    addCrashReport("It broke.\n");
+    make(collector.url, {hanging.program(), std::chrono::seconds(2)});
+    EXPECT_FALSE(find<QPushButton>("sendButton")->isEnabled());
+    find<QLineEdit>("addressField")->setText(QStringLiteral("jane@example.com"));
+    ASSERT_TRUE(waitFor(&SupportWindow::collected));
+    EXPECT_TRUE(hanging.hasEnded());
+    EXPECT_EQ(page("consolePage"), QString());
+    EXPECT_EQ(find<QPlainTextEdit>("consolePage")->placeholderText(),
+              QStringLiteral("Nothing is sent of this. It was cut after 2 seconds."));
+    EXPECT_EQ(find<QPlainTextEdit>("profilePage")->placeholderText(),
+              QStringLiteral("Nothing is sent of this. It was cut after 2 seconds."));
+    find<QPushButton>("sendButton")->click();
+    ASSERT_TRUE(waitFor(&SupportWindow::posted));
+    EXPECT_EQ(collector.fields().value(QStringLiteral("crash")).toString(), QStringLiteral("It broke.\n"));
+    EXPECT_EQ(collector.fields().value(QStringLiteral("console")).toString(), QString());
+}
+
+TEST_F(SupportWindowTest, EndsAToolThatHangsWhenItIsClosed)
+{
+    const HangingTool hanging;
+    make(QString(), {hanging.program(), std::chrono::hours(1)});
+    while (!hanging.hasBegun())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    QTimer::singleShot(0, window.get(), &QWidget::close);
+    QTimer::singleShot(60000, &application, [] { QCoreApplication::exit(1); });
+    EXPECT_EQ(QApplication::exec(), 0) << "the last window has gone";
+    EXPECT_TRUE(hanging.hasEnded());
+    EXPECT_FALSE(window->isBusy());
+}
+
+TEST_F(SupportWindowTest, SaysWhichPageCouldNotBeCollected)
+{
+    make(QStringLiteral("http://127.0.0.1:9/"), {QStringLiteral("/no/such/program")});
+    EXPECT_TRUE(waitFor(&SupportWindow::collected));
+    EXPECT_EQ(find<QPlainTextEdit>("profilePage")->placeholderText(),
+              QStringLiteral("Nothing is sent of this. No process could be started."));
+    EXPECT_TRUE(find<QPushButton>("sendButton")->isEnabled());
 }
 
 TEST_F(SupportWindowTest, SaysWhyThePostFailedAndCanSendAgain)

@@ -87,18 +87,18 @@ StepResult decoded(const QByteArray &data)
     QDataStream stream(data);
     stream >> result.values >> result.reason;
     if (stream.status() != QDataStream::Ok)
-        result.reason = QStringLiteral("The step ended without a result.");
+        result.reason = kNoResult;
     else if (result.reason.isNull())
         result.end = StepEnd::Done;
     return result;
 }
 
-QString limitText(std::chrono::milliseconds limit)
+} // namespace
+
+QString cutReason(std::chrono::milliseconds limit)
 {
     return QStringLiteral("It was cut after %1 seconds.").arg(static_cast<double>(limit.count()) / 1000);
 }
-
-} // namespace
 
 StepResult runBounded(std::chrono::milliseconds limit, const std::function<QVariantMap()> &work)
 {
@@ -123,7 +123,7 @@ StepResult runBounded(std::chrono::milliseconds limit, const std::function<QVari
     }
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
-    return ended ? decoded(data) : StepResult{StepEnd::Cut, {}, limitText(limit)};
+    return ended ? decoded(data) : StepResult{StepEnd::Cut, {}, cutReason(limit)};
 }
 
 } // namespace report

@@ -4,22 +4,18 @@
 
 #include <KVBase/KVLog.h>
 
-#include <QtGui/QFontDatabase>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QPushButton>
-#include <QtWidgets/QTabWidget>
 #include <QtWidgets/QVBoxLayout>
 
 using namespace KVBase;
 
 namespace
 {
-
-constexpr std::int32_t kConsoleLines = 100;
 
 QString text(const QVariantMap &values, const char *key)
 {
@@ -46,14 +42,21 @@ QString postProblem(const QVariantMap &result)
 
 } // namespace
 
-SupportWindow::SupportWindow(const QUrl &url, QWidget *parent)
-    : QWidget(parent), target(url),
+SupportWindow::SupportWindow(const QUrl &url, const ReportSteps &steps, QWidget *parent)
+    : QDialog(parent, Qt::Window), target(url),
       worker(KVBackgroundThread::backgroundThreadWithName(QStringLiteral("support"))),
-      application(report::describeApplication())
+      application(report::describeApplication()), pages(new ReportPages(steps))
 {
     build();
     updateSendButton();
-    collect();
+    connect(pages, &ReportPages::collected, this, [this] {
+        isCollected = true;
+        updateSendButton();
+        Q_EMIT collected();
+    });
+    // The user defaults behind the crash reports belong to the application's own thread.
+    showCrash(report::findCrash(false));
+    pages->collect();
 }
 
 SupportWindow::~SupportWindow()
@@ -63,20 +66,23 @@ SupportWindow::~SupportWindow()
     addressField->disconnect(this);
 }
 
+void SupportWindow::done(int result)
+{
+    pages->abandon();
+    QDialog::done(result);
+}
+
 void SupportWindow::build()
 {
     constexpr QSize kComfortable(720, 640);
     setWindowTitle(QStringLiteral("Support for %1").arg(text(application, "application")));
-    pages = new QTabWidget;
-    crashPage = addPage(QStringLiteral("&Crash Report"), QStringLiteral("crashPage"));
-    consolePage = addPage(QStringLiteral("C&onsole Log"), QStringLiteral("consolePage"));
-    profilePage = addPage(QStringLiteral("System &Profile"), QStringLiteral("profilePage"));
     auto *const column = new QVBoxLayout(this);
     column->addWidget(makeHead());
     column->addWidget(pages, 1);
     column->addWidget(makeEntryFields());
     column->addWidget(makeFoot());
     resize(kComfortable);
+    addressField->setFocus();
 }
 
 QWidget *SupportWindow::makeHead()
@@ -101,18 +107,6 @@ QWidget *SupportWindow::makeHead()
     hint->setText(QStringLiteral("This is what will be sent. Nothing else leaves your computer."));
     column->addWidget(hint);
     return head;
-}
-
-QPlainTextEdit *SupportWindow::addPage(const QString &title, const QString &objectName)
-{
-    auto *const page = new QPlainTextEdit;
-    page->setObjectName(objectName);
-    page->setReadOnly(true);
-    page->setLineWrapMode(QPlainTextEdit::NoWrap);
-    page->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    page->setPlaceholderText(QStringLiteral("Being collected ..."));
-    pages->addTab(page, title);
-    return page;
 }
 
 QWidget *SupportWindow::makeEntryFields()
@@ -147,34 +141,23 @@ QWidget *SupportWindow::makeFoot()
     sendButton->setObjectName(QStringLiteral("sendButton"));
     sendButton->setDefault(true);
     connect(sendButton, &QPushButton::clicked, this, &SupportWindow::send);
+    closeButton = new QPushButton(QStringLiteral("C&lose"));
+    closeButton->setObjectName(QStringLiteral("closeButton"));
+    closeButton->setAutoDefault(false);
+    connect(closeButton, &QPushButton::clicked, this, &QDialog::reject);
     auto *const foot = new QWidget;
     auto *const row = new QHBoxLayout(foot);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(statusLabel, 1);
+    row->addWidget(closeButton);
     row->addWidget(sendButton);
     return foot;
-}
-
-void SupportWindow::collect()
-{
-    // The user defaults behind the crash reports belong to the application's own thread.
-    showCrash(report::findCrash(false));
-    onWorker(report::describeMachine,
-             [this](const QVariantMap &found) { profilePage->setPlainText(text(found, "text")); });
-    onWorker([] { return report::readConsole(kConsoleLines); },
-             [this](const QVariantMap &found) {
-                 consolePage->setPlainText(text(found, "text"));
-                 isCollected = true;
-                 updateSendButton();
-                 Q_EMIT collected();
-             });
 }
 
 void SupportWindow::showCrash(const QVariantMap &found)
 {
     const QString path = text(found, "path");
-    crashPage->setPlaceholderText(QStringLiteral("No crash report is sent."));
-    crashPage->setPlainText(text(found, "text"));
+    pages->setCrashReport(text(found, "text"));
     crashDate = found.value(QStringLiteral("date"));
     if (path.isEmpty())
         crashLabel->setText(QStringLiteral("There is no new crash report."));
@@ -196,21 +179,18 @@ void SupportWindow::validate()
 
 void SupportWindow::updateSendButton()
 {
-    sendButton->setEnabled(isCollected && pending == 0 && target.isValid());
+    sendButton->setEnabled(isCollected && !isSent && pending == 0 && target.isValid());
     if (!target.isValid())
         statusLabel->setText(QStringLiteral("There is no address to send the report to."));
 }
 
 QVariantMap SupportWindow::form() const
 {
-    QVariantMap fields{{QStringLiteral("console"), consolePage->toPlainText()},
-                       {QStringLiteral("profile"), profilePage->toPlainText()},
-                       {QStringLiteral("email"), addressField->text().trimmed()},
-                       {QStringLiteral("message"), messageField->toPlainText()}};
+    QVariantMap fields = pages->fields();
+    fields.insert(QStringLiteral("email"), addressField->text().trimmed());
+    fields.insert(QStringLiteral("message"), messageField->toPlainText());
     for (const char *key : {"application", "identifier", "version"})
         fields.insert(QLatin1StringView(key), text(application, key));
-    if (!crashPage->toPlainText().isEmpty())
-        fields.insert(QStringLiteral("crash"), crashPage->toPlainText());
     return fields;
 }
 
@@ -241,8 +221,11 @@ void SupportWindow::showAnswer(const QVariantMap &result)
         result.contains(QStringLiteral("answer")) && !result.contains(QStringLiteral("error"));
     statusLabel->setText(success ? text(result, "answer").left(kMostShown).trimmed() : postProblem(result));
     KVLog("Support report: %@", statusLabel->text());
+    isSent = success;
     if (success && crashDate.isValid())
         report::markCrashAsSeen(crashDate);
+    if (success)
+        closeButton->setFocus();
     updateSendButton();
     Q_EMIT posted(success);
 }

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "support/ReportPages.h"
+
 #include <KVBase/KVBackgroundThread.h>
 
 #include <QtCore/QUrl>
 #include <QtCore/QVariantMap>
-#include <QtWidgets/QWidget>
+#include <QtWidgets/QDialog>
 
 #include <functional>
 
@@ -12,21 +14,23 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
-class QTabWidget;
 
 /// The window that an application shows when its user asks for support: what would be sent, on pages that can
-/// be read, a place for an address and a few words, and the answer of the server. What may block runs on a
-/// worker thread.
-class SupportWindow : public QWidget {
+/// be read, a place for an address and a few words, and the answer of the server. Nothing blocks it: what is
+/// sent is collected by programs of their own, and the post runs on a worker thread.
+class SupportWindow : public QDialog {
     Q_OBJECT
 
 public:
     /// `url` is where the form goes; a nil one keeps the report on this machine.
-    explicit SupportWindow(const QUrl &url, QWidget *parent = nullptr);
+    SupportWindow(const QUrl &url, const ReportSteps &steps, QWidget *parent = nullptr);
     ~SupportWindow() override;
 
-    /// Whether the worker is still at something; the window must not be destroyed while a tool hangs there.
+    /// Whether the worker is still at something; the window must not be destroyed while a server keeps it.
     bool isBusy() const { return pending > 0; }
+
+    /// Closing the window ends what is still being collected.
+    void done(int result) override;
 
 Q_SIGNALS:
     /// Everything that would be sent is on its page.
@@ -40,9 +44,6 @@ private:
     QWidget *makeHead();
     QWidget *makeEntryFields();
     QWidget *makeFoot();
-    QPlainTextEdit *addPage(const QString &title, const QString &objectName);
-
-    void collect();
     void showCrash(const QVariantMap &found);
     void validate();
     void updateSendButton();
@@ -58,18 +59,17 @@ private:
     KVBase::Ref<KVBase::KVBackgroundThread> worker;
     int pending = 0;
     bool isCollected = false;
+    bool isSent = false;
     bool isAddressValid = false;
     QVariantMap application;
     QVariant crashDate;
 
     QLabel *crashLabel = nullptr;
-    QTabWidget *pages = nullptr;
-    QPlainTextEdit *crashPage = nullptr;
-    QPlainTextEdit *consolePage = nullptr;
-    QPlainTextEdit *profilePage = nullptr;
+    ReportPages *pages = nullptr;
     QLineEdit *addressField = nullptr;
     QLabel *addressReason = nullptr;
     QPlainTextEdit *messageField = nullptr;
     QLabel *statusLabel = nullptr;
     QPushButton *sendButton = nullptr;
+    QPushButton *closeButton = nullptr;
 };

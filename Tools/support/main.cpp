@@ -1,4 +1,5 @@
 #include "report/Application.h"
+#include "report/Steps.h"
 #include "support/SupportWindow.h"
 
 #include <KVBase/KVLog.h>
@@ -7,10 +8,34 @@
 #include <QtCore/QCommandLineParser>
 #include <QtWidgets/QApplication>
 
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace
 {
+
+/// What this program does for its own window, in a process that can be ended: prints the text of one step.
+int runStep(std::string_view name)
+{
+    constexpr std::int32_t kConsoleLines = 100;
+    try {
+        const QVariantMap found =
+            name == "console" ? report::readConsole(kConsoleLines) : report::describeMachine();
+        const QByteArray text = found.value(QStringLiteral("text")).toString().toUtf8();
+        const auto size = static_cast<std::size_t>(text.size());
+        return std::fwrite(text.constData(), 1, size, stdout) == size ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}
+
+/// At least a blink of an eye, at most a day.
+std::chrono::milliseconds limitOf(const QString &seconds)
+{
+    return std::chrono::milliseconds(qRound64(qBound(0.01, seconds.toDouble(), 86400.0) * 1000));
+}
 
 /// The window as a picture, once there is something to see on it, and then the end.
 void takePicture(SupportWindow *window, const QString &path)
@@ -24,6 +49,8 @@ void takePicture(SupportWindow *window, const QString &path)
 /// `kvbase-support APPLICATION --url URL`: the support window of an application.
 int main(int argc, char **argv)
 {
+    if (argc == 3 && std::string_view(argv[1]) == "--step")
+        return runStep(argv[2]);
     QApplication application(argc, argv);
     QCommandLineParser parser;
     const QCommandLineOption url(QStringLiteral("url"), QStringLiteral("The address to post the form to."),
@@ -33,9 +60,12 @@ int main(int argc, char **argv)
     const QCommandLineOption picture(QStringLiteral("picture"),
                                      QStringLiteral("Save the filled window as a picture, and end."),
                                      QStringLiteral("file"));
+    const QCommandLineOption timeout(QStringLiteral("timeout"),
+                                     QStringLiteral("Seconds that a tool may take before it is ended."),
+                                     QStringLiteral("seconds"), QStringLiteral("30"));
     parser.setApplicationDescription(QStringLiteral("Shows what a support report holds, and sends it."));
     parser.addHelpOption();
-    parser.addOptions({url, log, picture});
+    parser.addOptions({url, log, picture, timeout});
     parser.addPositionalArgument(QStringLiteral("application"),
                                  QStringLiteral("Its bundle, its executable, or the executable's name."));
     parser.process(application);
@@ -45,13 +75,14 @@ int main(int argc, char **argv)
     KVBase::KVLogSetDefaultDestination();
     if (parser.isSet(log))
         KVBase::KVLogOpen(parser.value(log));
-    SupportWindow window(QUrl(parser.value(url), QUrl::StrictMode));
+    const ReportSteps steps{QApplication::applicationFilePath(), limitOf(parser.value(timeout))};
+    SupportWindow window(QUrl(parser.value(url), QUrl::StrictMode), steps);
     if (parser.isSet(picture))
         takePicture(&window, parser.value(picture));
     window.show();
     const int status = QApplication::exec();
     KVBase::KVLogClose();
-    // A tool that hangs on the worker would keep the process for ever.
+    // A server that keeps the worker waiting would keep the process for ever.
     if (window.isBusy())
         std::_Exit(status);
     return status;
