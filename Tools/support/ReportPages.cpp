@@ -42,6 +42,8 @@ void ReportPages::setCrashReport(const QString &text)
 {
     crashPage->setPlaceholderText(QStringLiteral("No crash report is sent."));
     crashPage->setPlainText(text);
+    // Nobody wants to read an empty page first.
+    setCurrentWidget(text.isEmpty() ? consolePage : crashPage);
 }
 
 QVariantMap ReportPages::fields() const

@@ -128,8 +128,12 @@ QWidget *SupportWindow::makeEntryFields()
     auto *const fields = new QWidget;
     auto *const rows = new QFormLayout(fields);
     rows->setContentsMargins(0, 0, 0, 0);
-    rows->addRow(QStringLiteral("&E-mail address:"), addressField);
-    rows->addRow(QString(), addressReason);
+    auto *const address = new QVBoxLayout;
+    address->addWidget(addressField);
+    address->addWidget(addressReason);
+    auto *const label = new QLabel(QStringLiteral("&E-mail address:"));
+    label->setBuddy(addressField);
+    rows->addRow(label, address);
     rows->addRow(QStringLiteral("&What happened:"), messageField);
     return fields;
 }
