@@ -1,5 +1,6 @@
 #include "Platform/ByteSearch.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -46,17 +47,22 @@ std::size_t FindBytes(const char *bytes, std::size_t places, const char *pattern
                        hn::Eq(hn::LoadU(tag, last + position), lastByte));
     };
 
-    std::size_t position = 0;
-    while (position + 2 * lanes <= places) {
-        // Two vectors at a time: matches are rare, and one test serves both.
-        if (hn::AllFalse(tag, hn::Or(candidates(position), candidates(position + lanes)))) {
-            position += 2 * lanes;
-            continue;
+    // From an aligned place on, half of the loads stay within one cache line.
+    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(bytes) % lanes;
+    std::size_t position = std::min(misaligned == 0 ? 0 : lanes - misaligned, places);
+    const std::size_t early = findByByte(bytes, 0, position, pattern, length);
+    if (early != position)
+        return early;
+    while (position + 4 * lanes <= places) {
+        // Four vectors at a time: matches are rare, and one test serves all.
+        const auto one = hn::Or(candidates(position), candidates(position + lanes));
+        const auto two = hn::Or(candidates(position + 2 * lanes), candidates(position + 3 * lanes));
+        const std::size_t end = position + 4 * lanes;
+        if (!hn::AllFalse(tag, hn::Or(one, two))) {
+            const std::size_t match = findByByte(bytes, position, end, pattern, length);
+            if (match != end)
+                return match;
         }
-        const std::size_t end = position + 2 * lanes;
-        const std::size_t match = findByByte(bytes, position, end, pattern, length);
-        if (match != end)
-            return match;
         position = end;
     }
     return findByByte(bytes, position, places, pattern, length);

@@ -1,6 +1,7 @@
 #include <KVBase/KVPathUtils.h>
 #include <KVBase/UPath.h>
 
+#include "Platform/Services/FileManager.h"
 #include "Platform/Services/Folders.h"
 #include "Support/FileFixtures.h"
 
@@ -10,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -127,6 +131,35 @@ TEST(KVFileSizeTest, AVeryDeepTreeIsMeasured)
     ::close(level);
     const qulonglong expected = 10 + 1200 * entrySize(folder + "/d");
     EXPECT_EQ(UPath::GetFileSize(folder), expected);
+}
+
+/// The most memory in use at any item of the walk, above what was in use before.
+std::size_t peakOfWalk(const QString &folder)
+{
+    const auto inUse = [] {
+        const struct mallinfo2 information = ::mallinfo2();
+        return information.uordblks + information.hblkhd;
+    };
+    const std::size_t before = inUse();
+    std::size_t peak = before;
+    Service<FileManager>::current()->forEachEntryBelow(folder, [&](const FolderEntry &) {
+        peak = std::max(peak, inUse());
+        return WalkStep::GoOn;
+    });
+    return peak - before;
+}
+
+TEST(KVFileSizeTest, MemoryDoesNotGrowWithTheNumberOfFiles)
+{
+    const QString few = freshFolder();
+    const QString many = freshFolder();
+    putFile(few + "/a file", "x");
+    for (int number = 0; number < 4000; ++number)
+        putFile(many + "/a file with a name of ordinary length " + QString::number(number), "x");
+    const std::size_t small = peakOfWalk(few);
+    const std::size_t large = peakOfWalk(many);
+    EXPECT_LT(large, small + 16 * 1024) << "4,000 names alone have 160 KB";
+    expectSize(many, 4000);
 }
 
 void expectFreeSpaceOf(const QString &path, const QString &asked)

@@ -16,6 +16,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -135,6 +136,18 @@ OSStatus fillSpec(const std::string &path, std::int16_t volume, FSSpec *spec)
     return kNoError;
 }
 
+/// Searching a large file takes up to half as long again on small pages. Advice only: a failure changes
+/// nothing.
+void adviseLargePages(char *bytes, qsizetype size)
+{
+    constexpr std::uintptr_t kLargePage = 2 * 1024 * 1024;
+    const auto start = reinterpret_cast<std::uintptr_t>(bytes);
+    const std::uintptr_t first = (start + kLargePage - 1) / kLargePage * kLargePage;
+    const std::uintptr_t end = (start + static_cast<std::uintptr_t>(size)) / kLargePage * kLargePage;
+    if (first < end)
+        ::madvise(bytes + (first - start), end - first, MADV_HUGEPAGE);
+}
+
 /// Grows with what is read: the size in the attributes is a hint only, and kernel files have none. Throws
 /// `std::bad_alloc` when the memory does not suffice.
 std::optional<QByteArray> readToEnd(int descriptor, std::uint64_t expected)
@@ -146,6 +159,7 @@ std::optional<QByteArray> readToEnd(int descriptor, std::uint64_t expected)
     for (;;) {
         const qsizetype filled = data.size();
         data.resize(filled + wanted);
+        adviseLargePages(data.data() + filled, wanted);
         const auto got = readFully(descriptor, data.data() + filled, static_cast<std::size_t>(wanted));
         if (got < 0)
             return std::nullopt;
