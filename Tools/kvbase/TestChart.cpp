@@ -51,8 +51,10 @@ void drawStar(QImage &chart, const QRect &area)
     fill(chart, area, [half](int x, int y) {
         double sum = 0;
         for (int i = 0; i < kPoints * kPoints; ++i) {
-            const double dx = x + (i % kPoints + 0.5) / kPoints - half;
-            const double dy = y + (i / kPoints + 0.5) / kPoints - half;
+            const int column = i % kPoints;
+            const int row = i / kPoints;
+            const double dx = x + (column + 0.5) / kPoints - half;
+            const double dy = y + (row + 0.5) / kPoints - half;
             const bool isRay = std::sin(kRays * std::atan2(dy, dx)) > 0;
             sum += dx * dx + dy * dy > half * half ? 0.5 : isRay ? 1 : 0;
         }

@@ -87,13 +87,15 @@ QVariantMap askServer(const Context &context)
 void printDisplays(const QJsonObject &answer)
 {
     const QJsonArray displays = answer[QStringLiteral("displays")].toArray();
-    for (const QJsonValue &display : displays)
+    for (const auto &entry : displays) {
+        const QJsonObject display = entry.toObject();
         printLine(QStringLiteral("display %1: %2, vendor %3, serial %4")
                       .arg(display["display"].toInteger())
                       .arg(display["accelerated"].toBool() ? QStringLiteral("accelerated")
                                                            : QStringLiteral("not accelerated"))
                       .arg(display["vendor"].toInteger())
                       .arg(display["serial"].toInteger()));
+    }
     if (displays.isEmpty())
         printLine(QStringLiteral("no displays"));
 }
