@@ -18,32 +18,62 @@ namespace HWY_NAMESPACE
 using FloatTag = hn::ScalableTag<float>;
 using IntegerTag = hn::ScalableTag<std::int32_t>;
 
-HWY_INLINE hn::Vec<FloatTag> toFloats(PixelVector values)
+using Floats = hn::Vec<FloatTag>;
+
+HWY_INLINE Floats toFloats(PixelVector values)
 {
     return hn::ConvertTo(FloatTag(), hn::BitCast(IntegerTag(), values));
 }
 
-/// The channel that starts at bit kShift, divided by alpha, at the same place.
-template <int kShift>
-HWY_INLINE PixelVector straightChannel(PixelVector pixels, hn::Vec<FloatTag> scale)
+/// Without the steps that the library's own conversion takes for numbers that do not fit.
+HWY_INLINE PixelVector truncated(Floats values)
 {
-    const PixelVector low = hn::Set(PixelTag(), 0xffu);
-    const PixelVector channel = hn::And(hn::ShiftRight<kShift>(pixels), low);
-    const auto truncated = hn::ConvertTo(IntegerTag(), hn::Mul(toFloats(channel), scale));
-    return hn::ShiftLeft<kShift>(hn::And(hn::BitCast(PixelTag(), truncated), low));
+#if HWY_TARGET == HWY_AVX3
+    return PixelVector{_mm512_cvttps_epu32(values.raw)};
+#elif HWY_TARGET == HWY_AVX2
+    return PixelVector{_mm256_cvttps_epi32(values.raw)};
+#elif HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_SSSE3
+    return PixelVector{_mm_cvttps_epi32(values.raw)};
+#else
+    return hn::BitCast(PixelTag(), hn::ConvertTo(IntegerTag(), values));
+#endif
+}
+
+/// The channel that starts at bit kShift, multiplied by `scale`, at the same place; the bits around it may be
+/// any. It is not shifted down and up again: powers of two leave the digits of a product as they are.
+template <int kShift>
+HWY_INLINE PixelVector straightChannel(PixelVector pixels, Floats scale)
+{
+    const Floats channel = toFloats(hn::And(pixels, hn::Set(PixelTag(), 0xffu << kShift)));
+#if HWY_TARGET != HWY_AVX3
+    // Up to 65025 * 2 ^ 16 would not fit into 31 bits.
+    if constexpr (kShift == 16) {
+        const Floats down = hn::Mul(scale, hn::Set(FloatTag(), 1.0f / 65536));
+        return hn::ShiftLeft<kShift>(truncated(hn::Mul(channel, down)));
+    }
+#endif
+    return truncated(hn::Mul(channel, scale));
+}
+
+/// The bits of `lower` where `mask` has ones, else those of `upper`.
+HWY_INLINE PixelVector joined(std::uint32_t mask, PixelVector lower, PixelVector upper)
+{
+#if HWY_TARGET == HWY_SCALAR
+    return hn::Set(PixelTag(), (hn::GetLane(lower) & mask) | (hn::GetLane(upper) & ~mask));
+#else
+    return hn::IfVecThenElse(hn::Set(PixelTag(), mask), lower, upper);
+#endif
 }
 
 HWY_INLINE PixelVector straightPixels(PixelVector pixels)
 {
-    const PixelVector alpha = hn::ShiftRight<24>(pixels);
-    const PixelVector none = hn::Zero(PixelTag());
-    // A transparent pixel is divided by 1 instead of 0 and cleared afterwards.
-    const PixelVector divisor = hn::Max(alpha, hn::Set(PixelTag(), 1u));
-    const auto scale = hn::Div(hn::Set(FloatTag(), 255.0f), toFloats(divisor));
-    const PixelVector color =
-        hn::Or(hn::Or(straightChannel<0>(pixels, scale), straightChannel<8>(pixels, scale)),
-               straightChannel<16>(pixels, scale));
-    return hn::IfThenZeroElse(hn::Eq(alpha, none), hn::Or(color, hn::ShiftLeft<24>(alpha)));
+    const Floats alpha = toFloats(hn::ShiftRight<24>(pixels));
+    const Floats none = hn::Zero(FloatTag());
+    // Under alpha 0 every colour is multiplied by 0.
+    const Floats scale = hn::IfThenElseZero(hn::Gt(alpha, none), hn::Div(hn::Set(FloatTag(), 255.0f), alpha));
+    const PixelVector upper = joined(0xffffff, straightChannel<16>(pixels, scale), pixels);
+    return joined(0xff, straightChannel<0>(pixels, scale),
+                  joined(0xffff, straightChannel<8>(pixels, scale), upper));
 }
 
 HWY_INLINE std::uint32_t straightPixel(std::uint32_t pixel)
