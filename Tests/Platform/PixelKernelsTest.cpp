@@ -191,6 +191,24 @@ TEST_P(PixelMovementTest, InPlaceAndOutOfPlace)
     }
 }
 
+TEST(PixelKernelsTest, RowsOfAnyLengthAreMirroredInPlace)
+{
+    for (const std::int64_t set : availableTargets()) {
+        const ScopedTarget scope(set);
+        for (const std::size_t width : {8191u, 8192u, 8193u, 20001u}) {
+            const Bytes before = noise(2 * width * 4, static_cast<unsigned>(width));
+            const GuardedMemory memory(before);
+            mirrorLeftRight({memory.data(), width, 2, width * 4}, {memory.data(), width, 2, width * 4});
+            const Bytes after = memory.bytes();
+            for (std::size_t i = 0; i < 2 * width; ++i) {
+                const std::size_t origin = i / width * width + (width - 1 - i % width);
+                ASSERT_EQ(std::memcmp(after.data() + i * 4, before.data() + origin * 4, 4), 0)
+                    << targetName(set) << " " << width << " " << i;
+            }
+        }
+    }
+}
+
 Bytes plainStraight(const Bytes &rgba, bool alphaFirst)
 {
     Bytes result;

@@ -56,10 +56,39 @@ void swapRowsReversed(std::uint8_t *a, std::uint8_t *b, std::size_t count)
 }
 
 /// The two halves of a row change places, each reversed; a middle pixel stays.
-void reverseRowInPlace(std::uint8_t *row, std::size_t count)
+void swapHalvesReversed(std::uint8_t *row, std::size_t count)
 {
     const std::size_t half = count / 2;
     swapRowsReversed(row, row + (count - half) * 4, half);
+}
+
+/// Writes `copy` over the row that it is a copy of, the last pixel first, and fetches the row that is
+/// `rowBytes` further meanwhile.
+HWY_INLINE void writeReversed(const std::uint8_t *copy, std::uint8_t *row, std::size_t count,
+                              std::size_t rowBytes)
+{
+    const std::size_t step = hn::Lanes(PixelTag());
+    std::size_t i = 0;
+    for (; i + step <= count; i += step) {
+        __builtin_prefetch(row + i * 4 + rowBytes, 0, 2);
+        store(hn::Reverse(PixelTag(), load(copy + (count - i - step) * 4)), row + i * 4);
+    }
+    for (; i < count; ++i)
+        copyPixel(copy + (count - 1 - i) * 4, row + i * 4);
+}
+
+/// Reverses a row. Memory is fastest when read and written in order: a row that is not too long is copied
+/// first, instead of being read from both ends.
+void reverseRowInPlace(std::uint8_t *row, std::size_t count, std::size_t rowBytes)
+{
+    constexpr std::size_t kLongestCopy = 8192;
+    if (count > kLongestCopy) {
+        swapHalvesReversed(row, count);
+        return;
+    }
+    HWY_ALIGN std::uint8_t copy[kLongestCopy * 4];
+    std::memcpy(copy, row, count * 4);
+    writeReversed(copy, row, count, rowBytes);
 }
 
 /// Two rows that do not overlap change places.
@@ -87,6 +116,7 @@ namespace KVBase::Pixels
 HWY_EXPORT(reverseRow);
 HWY_EXPORT(swapRowsReversed);
 HWY_EXPORT(reverseRowInPlace);
+HWY_EXPORT(swapHalvesReversed);
 HWY_EXPORT(swapRows);
 
 namespace
@@ -105,7 +135,7 @@ void mirrorLeftRight(const ConstRows &source, const Rows &target)
     const bool inPlace = isInPlace(source, target);
     for (std::size_t y = 0; y < target.height; ++y) {
         if (inPlace)
-            HWY_DYNAMIC_DISPATCH(reverseRowInPlace)(rowOf(target, y), target.width);
+            HWY_DYNAMIC_DISPATCH(reverseRowInPlace)(rowOf(target, y), target.width, target.rowBytes);
         else
             HWY_DYNAMIC_DISPATCH(reverseRow)(rowOf(source, y), rowOf(target, y), target.width);
     }
@@ -134,7 +164,7 @@ void turn180(const ConstRows &source, const Rows &target)
     for (std::size_t y = 0; y < height / 2; ++y)
         HWY_DYNAMIC_DISPATCH(swapRowsReversed)(rowOf(target, y), rowOf(target, height - 1 - y), target.width);
     if (height % 2 != 0)
-        HWY_DYNAMIC_DISPATCH(reverseRowInPlace)(rowOf(target, height / 2), target.width);
+        HWY_DYNAMIC_DISPATCH(swapHalvesReversed)(rowOf(target, height / 2), target.width);
 }
 
 } // namespace KVBase::Pixels
