@@ -21,6 +21,8 @@ file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/include/KVBase/KVBase.h CONTENT "${um
 # A second reader of property lists, which the tests and the benchmarks compare ours with.
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
+# It is opened at the first use of a kernel: linking it would cost every program that starts.
+set_target_properties(PkgConfig::HWY PROPERTIES INTERFACE_LINK_LIBRARIES "")
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(PCI REQUIRED IMPORTED_TARGET libpci)
