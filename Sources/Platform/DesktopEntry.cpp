@@ -87,7 +87,7 @@ private:
     void finishWord()
     {
         if (inWord)
-            found.append(word);
+            found.append(word.isNull() ? QStringLiteral("") : word);
         word.clear();
         inWord = false;
     }

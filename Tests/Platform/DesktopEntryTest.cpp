@@ -47,6 +47,13 @@ TEST(DesktopEntryTest, CutsTheCommandIntoWords)
     EXPECT_TRUE(DesktopEntry("").command().isEmpty());
 }
 
+TEST(DesktopEntryTest, AnEmptyWordIsNotNil)
+{
+    const QStringList command = DesktopEntry("[Desktop Entry]\nExec=p \"\"\n").command();
+    ASSERT_EQ(command.size(), 2);
+    EXPECT_FALSE(command.at(1).isNull());
+}
+
 TEST(DesktopEntryTest, SurvivesBytesThatAreNoEntry)
 {
     EXPECT_TRUE(DesktopEntry(QByteArray("\xff\xfe\0[", 4)).value(text("Name")).isNull());
