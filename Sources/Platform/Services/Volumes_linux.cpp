@@ -5,6 +5,7 @@
 #include "Platform/Services/Folders.h"
 #include "Platform/Services/MountTable_linux.h"
 
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits>
@@ -44,13 +45,20 @@ bool isOnDevice(const std::string &path, std::uint64_t device)
     return status && status->st_dev == device;
 }
 
+/// Empty when there is nothing.
+std::string resolvedPath(const char *path)
+{
+    char *const resolved = ::realpath(path, nullptr);
+    const std::string result = resolved != nullptr ? resolved : "";
+    std::free(resolved);
+    return result;
+}
+
 /// The highest folder above `path` that is still on the device: the root of the volume as it is seen from
 /// there, which also finds the roots that the mount table does not list, as those of btrfs subvolumes.
 std::string topOfDevice(const char *path, std::uint64_t device)
 {
-    char *const resolved = ::realpath(path, nullptr);
-    std::string top = resolved != nullptr ? resolved : "";
-    std::free(resolved);
+    std::string top = resolvedPath(path);
     while (top.size() > 1) {
         const std::size_t separator = top.find_last_of('/');
         const std::string parent = separator == 0 ? "/" : top.substr(0, separator);
@@ -152,8 +160,11 @@ public:
         if (!bytes || !isRootOfVolume(*bytes))
             return {};
         const auto status = statusOf(bytes->constData());
+        const std::string resolved = resolvedPath(bytes->constData());
         for (const MountPoint &mount : mountTable()) {
-            if (status && mount.device == status->st_dev && mount.source.starts_with('/'))
+            // Where each part of a file system has a device of its own, the table has another one.
+            const bool isHere = mount.path == resolved || (status && mount.device == status->st_dev);
+            if (isHere && mount.source.starts_with('/'))
                 return labelOfDeviceFile(mount.source);
         }
         return {};
@@ -169,8 +180,12 @@ private:
     {
         const std::lock_guard lock(mutex);
         for (std::size_t i = 0; i < volumes.size(); ++i) {
-            if (volumes[i].device == device)
-                return static_cast<std::int16_t>(i + 1);
+            if (volumes[i].device != device)
+                continue;
+            // What was mounted there may have moved elsewhere since.
+            if (!isOnDevice(volumes[i].top, device))
+                volumes[i].top = topOfDevice(path, device);
+            return static_cast<std::int16_t>(i + 1);
         }
         if (volumes.size() >= static_cast<std::size_t>(std::numeric_limits<std::int16_t>::max()))
             return 0;
