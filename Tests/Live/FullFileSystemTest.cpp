@@ -2,6 +2,7 @@
 
 #include "Support/FileFixtures.h"
 
+#include <KVBase/KVBitmapContext.h>
 #include <KVBase/KVPathUtils.h>
 #include <KVBase/UPath.h>
 
@@ -59,6 +60,18 @@ TEST_F(FullFileSystemTest, AWriteThatFindsNoRoomLeavesTheOldFile)
     EXPECT_EQ(namesIn(disk), QStringList{text("file")});
     EXPECT_TRUE(files.write(disk + text("/file"), "new content"));
     EXPECT_EQ(contentOf(disk + text("/file")), QByteArray("new content"));
+}
+
+TEST_F(FullFileSystemTest, APictureThatFindsNoRoomLeavesTheOldFile)
+{
+    const auto context = KVBitmapContext::create(nullptr, 300, 300, 0, QColorSpace());
+    std::uint32_t noise = 1;
+    for (std::size_t i = 0; i < std::size_t{300} * context->rowBytes(); ++i)
+        context->buffer()[i] = static_cast<std::uint8_t>((noise = noise * 1664525 + 1013904223) >> 24);
+    EXPECT_FALSE(context->savePNGFileAtPath(disk + text("/new.png")));
+    EXPECT_TRUE(context->savePNGFileAtPath(disk + text("/file"))) << "a file is there";
+    EXPECT_EQ(contentOf(disk + text("/file")), QByteArray("old content"));
+    EXPECT_EQ(namesIn(disk), QStringList{text("file")});
 }
 
 TEST_F(FullFileSystemTest, NothingIsWrittenToAReadOnlyDisk)
