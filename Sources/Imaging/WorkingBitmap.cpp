@@ -160,11 +160,12 @@ Ref<NSImage> coveringImage(const Ref<NSImage> &image, const Ref<NSImageRep> &big
 {
     const NSSize pixels = biggest != nullptr ? pixelSizeOf(*biggest) : NSSize{};
     image->setSize(pixels);
-    if (biggest == nullptr)
-        return nullptr;
     const std::int32_t wide = truncateToInt32(size.width);
     const std::int32_t high = truncateToInt32(size.height);
-    if (biggest->pixelsWide() == wide && biggest->pixelsHigh() == high)
+    const bool isThatSize = biggest != nullptr
+                                ? biggest->pixelsWide() == wide && biggest->pixelsHigh() == high
+                                : wide == 0 && high == 0;
+    if (isThatSize)
         return image;
     const NSRect cover = KVImageUtils::calcNSSizeToCoverNSSize(pixels, size, centered);
     const Ref<NSImage> scaled = scale(image, cover.size);

@@ -365,7 +365,9 @@ TEST_P(ImageOperationsTest, CoverChangesTheSizeOnFailureToo)
     EXPECT_EQ(twin.cover(image, {kNaN, 5}, true), nullptr);
     EXPECT_EQ(twin.cover(nullptr, {5, 5}, true), nullptr);
     EXPECT_EQ(twin.cover(NSImage::create(NSMakeSize(5, 5)), {5, 5}, true), nullptr);
-    EXPECT_EQ(twin.cover(NSImage::create(), {0, 0}, true), nullptr);
+    const Ref<NSImage> empty = NSImage::create();
+    EXPECT_EQ(twin.cover(empty, {0.5f, 0}, true), empty) << "no pixels are as many as it has";
+    EXPECT_EQ(twin.cover(empty, {0, 1}, true), nullptr);
 }
 
 TEST_P(ImageOperationsTest, FlipMirrorsAndTurns)
