@@ -218,5 +218,36 @@ TEST(SupportWindowProgramTest, OpensAndTakesItsPicture)
     EXPECT_GE(image.height(), 300);
 }
 
+TEST(SupportWindowProgramTest, RefusesWhatMakesNoSense)
+{
+    const struct {
+        const char *option, *value;
+    } rows[] = {{"--url", "not an address"}, {"--url", "http://"}, {"--url", "/a/path"},
+                {"--timeout", "soon"},       {"--timeout", "0"},   {"--timeout", "nan"},
+                {"--timeout", "1e9"}};
+    for (const auto &row : rows) {
+        const ToolResult result = runProgram(
+            programFolder() + QStringLiteral("/kvbase-support"),
+            {QStringLiteral("Tool"), QString::fromLatin1(row.option), QString::fromLatin1(row.value)});
+        EXPECT_EQ(result.exitCode, 64) << row.value;
+        EXPECT_TRUE(result.err.startsWith(QByteArray("kvbase-support: ") + row.option + ": \"" + row.value +
+                                          "\" makes no sense here\n"))
+            << result.err.constData();
+    }
+}
+
+TEST(SupportWindowProgramTest, PrintsAPageForItsWindow)
+{
+    const ToolResult profile = runProgram(programFolder() + QStringLiteral("/kvbase-support"),
+                                          {QStringLiteral("--step"), QStringLiteral("profile")});
+    EXPECT_EQ(profile.exitCode, 0);
+    EXPECT_TRUE(profile.out.startsWith("Hardware:\n"));
+    const ToolResult console = runProgram(programFolder() + QStringLiteral("/kvbase-support"),
+                                          {QStringLiteral("--step"), QStringLiteral("console")});
+    EXPECT_EQ(console.exitCode, 0);
+    EXPECT_FALSE(console.out.isEmpty());
+    EXPECT_FALSE(console.out.startsWith("Hardware:\n"));
+}
+
 } // namespace
 } // namespace KVBase::Tests

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string_view>
 
 namespace
@@ -31,10 +32,23 @@ int runStep(std::string_view name)
     }
 }
 
-/// At least a blink of an eye, at most a day.
-std::chrono::milliseconds limitOf(const QString &seconds)
+/// nullopt: that is no time to wait.
+std::optional<std::chrono::milliseconds> limitOf(const QString &seconds)
 {
-    return std::chrono::milliseconds(qRound64(qBound(0.01, seconds.toDouble(), 86400.0) * 1000));
+    constexpr double kShortest = 0.01;
+    constexpr double kLongest = 86400;
+    bool isNumber = false;
+    const double value = seconds.toDouble(&isNumber);
+    if (!isNumber || !(value >= kShortest && value <= kLongest))
+        return std::nullopt;
+    return std::chrono::milliseconds(qRound64(value * 1000));
+}
+
+int refuse(const char *option, const QString &value)
+{
+    constexpr int kUsage = 64;
+    std::fprintf(stderr, "kvbase-support: %s: \"%s\" makes no sense here\n", option, qUtf8Printable(value));
+    return kUsage;
 }
 
 /// The window as a picture, once there is something to see on it, and then the end.
@@ -70,13 +84,19 @@ int main(int argc, char **argv)
                                  QStringLiteral("Its bundle, its executable, or the executable's name."));
     parser.process(application);
 
+    const QUrl target(parser.value(url), QUrl::StrictMode);
+    if (parser.isSet(url) && (!target.isValid() || target.host().isEmpty()))
+        return refuse("--url", parser.value(url));
+    const auto limit = limitOf(parser.value(timeout));
+    if (!limit)
+        return refuse("--timeout", parser.value(timeout));
+
     KVBase::KVMainThread::markCurrentThreadAsMainThread();
     const report::Application supported(parser.positionalArguments().value(0));
     KVBase::KVLogSetDefaultDestination();
     if (parser.isSet(log))
         KVBase::KVLogOpen(parser.value(log));
-    const ReportSteps steps{QApplication::applicationFilePath(), limitOf(parser.value(timeout))};
-    SupportWindow window(QUrl(parser.value(url), QUrl::StrictMode), steps);
+    SupportWindow window(target, ReportSteps{QApplication::applicationFilePath(), *limit});
     if (parser.isSet(picture))
         takePicture(&window, parser.value(picture));
     window.show();
