@@ -28,3 +28,8 @@ LD_LIBRARY_PATH="$libraries" "$work/by-pkg-config"
 # What is installed is what a public interface needs: no header of a service, and no library but ours.
 test -z "$(find "$package" -path '*Services*')"
 LD_LIBRARY_PATH="$libraries" "$package/bin/kvbase" path clean a/b
+
+# A program that starts does not pay for what it may never need.
+if ldd "$libraries/libKVBase.so" | grep -E 'lib(curl|hwy|Qt6Widgets)'; then
+    exit 1
+fi
