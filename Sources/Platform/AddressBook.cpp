@@ -2,7 +2,7 @@
 #include <KVBase/Platform/KVNil.h>
 
 #include "Platform/Services/AddressBookStore.h"
-#include "Platform/VCardDocument.h"
+#include "Platform/VCardReader.h"
 
 #include <algorithm>
 #include <iterator>
@@ -50,7 +50,8 @@ QVariant textOrNil(const QString &text) { return text.isNull() ? QVariant() : QV
 
 QVariant organizationOf(const VCardDocument &card)
 {
-    return card.contains("ORG") ? QVariant(QLatin1String("") + card.components("ORG").value(0)) : QVariant();
+    const QString organization = card.firstComponent("ORG");
+    return organization.isNull() ? QVariant() : QVariant(organization);
 }
 
 QVariant emailsOf(const VCardDocument &card)
@@ -116,18 +117,45 @@ bool matches(const QVariant &property, const QVariant &value, ABSearchComparison
 
 } // namespace
 
-/// The card, and those of its properties that searches ask for again and again.
+/// The properties that searches ask for again and again, and the card. A card that was read lies in its text
+/// until someone asks for more of it: most contacts of an address book are only ever searched.
 struct ABPerson::Private {
-    explicit Private(VCardDocument &&document) : card(std::move(document)) { readProperties(); }
-
-    void readProperties()
+    explicit Private(VCardDocument &&given) : document(std::move(given)), isRead(true)
     {
-        flags = flagsOf(card);
-        organization = organizationOf(card);
-        emails = emailsOf(card);
+        readProperties(document);
     }
 
-    VCardDocument card;
+    explicit Private(const VCardReader &reader)
+        : text(reader.source()), start(reader.start()), length(reader.length())
+    {
+        readProperties(reader.card());
+    }
+
+    VCardDocument &card()
+    {
+        if (!isRead) {
+            VCardReader reader;
+            reader.setText(text.sliced(start, length));
+            if (reader.next())
+                document = reader.takeCard();
+            text.clear();
+            isRead = true;
+        }
+        return document;
+    }
+
+    void readProperties(const VCardDocument &source)
+    {
+        flags = flagsOf(source);
+        organization = organizationOf(source);
+        emails = emailsOf(source);
+    }
+
+    VCardDocument document;
+    bool isRead = false;
+    QByteArray text;
+    qsizetype start = 0;
+    qsizetype length = 0;
     QVariant flags;
     QVariant organization;
     QVariant emails;
@@ -135,14 +163,17 @@ struct ABPerson::Private {
 
 ABPerson::ABPerson(VCardDocument &&document) : d(std::make_unique<Private>(std::move(document))) {}
 
+ABPerson::ABPerson(const VCardReader &reader) : d(std::make_unique<Private>(reader)) {}
+
 ABPerson::~ABPerson() = default;
 
 Ref<ABPerson> ABPerson::create() { return std::make_shared<ABPerson>(VCardDocument()); }
 
 Ref<ABPerson> ABPerson::create(const QByteArray &vCard)
 {
-    std::vector<VCardDocument> cards = VCardDocument::readAll(vCard);
-    return cards.empty() ? nullptr : std::make_shared<ABPerson>(std::move(cards.front()));
+    VCardReader reader;
+    reader.setText(vCard);
+    return reader.next() ? std::make_shared<ABPerson>(reader) : nullptr;
 }
 
 QVariant ABPerson::valueForProperty(const QString &property) const
@@ -154,9 +185,9 @@ QVariant ABPerson::valueForProperty(const QString &property) const
     if (property == kABEmailProperty)
         return d->emails;
     if (property == kABNoteProperty)
-        return textOrNil(d->card.text("NOTE"));
+        return textOrNil(d->card().text("NOTE"));
     if (property == kABUIDProperty)
-        return textOrNil(d->card.text("UID"));
+        return textOrNil(d->card().text("UID"));
     return {};
 }
 
@@ -166,18 +197,18 @@ bool ABPerson::setValue(const QVariant &value, const QString &property)
         return removeValueForProperty(property);
     const bool isText = value.typeId() == QMetaType::QString;
     if (property == kABPersonFlags && isNumber(value))
-        setFlags(&d->card, static_cast<std::int32_t>(value.toLongLong()));
+        setFlags(&d->card(), static_cast<std::int32_t>(value.toLongLong()));
     else if (property == kABEmailProperty && (isText || isTextList(value)))
-        d->card.setTexts("EMAIL", value.toStringList());
+        d->card().setTexts("EMAIL", value.toStringList());
     else if (property == kABOrganizationProperty && isText)
-        d->card.setTexts("ORG", {value.toString()});
+        d->card().setTexts("ORG", {value.toString()});
     else if (property == kABNoteProperty && isText)
-        d->card.setTexts("NOTE", {value.toString()});
+        d->card().setTexts("NOTE", {value.toString()});
     else if (property == kABUIDProperty && isText)
-        d->card.setTexts("UID", {value.toString()});
+        d->card().setTexts("UID", {value.toString()});
     else
         return false;
-    d->readProperties();
+    d->readProperties(d->card());
     return true;
 }
 
@@ -186,18 +217,18 @@ bool ABPerson::removeValueForProperty(const QString &property)
     if (KVBase::isNil(valueForProperty(property)))
         return false;
     if (property == kABPersonFlags)
-        removeFlags(&d->card);
+        removeFlags(&d->card());
     else if (property == kABEmailProperty)
-        d->card.remove("EMAIL");
+        d->card().remove("EMAIL");
     else if (property == kABOrganizationProperty)
-        d->card.remove("ORG");
+        d->card().remove("ORG");
     else
-        d->card.remove(property == kABNoteProperty ? "NOTE" : "UID");
-    d->readProperties();
+        d->card().remove(property == kABNoteProperty ? "NOTE" : "UID");
+    d->readProperties(d->card());
     return true;
 }
 
-QByteArray ABPerson::vCardRepresentation() const { return d->card.write(); }
+QByteArray ABPerson::vCardRepresentation() const { return d->card().write(); }
 
 struct ABSearchElement::Test {
     // A test of one property, or of others together.

@@ -1,6 +1,7 @@
 #include "Platform/VCardDocument.h"
 
 #include "Platform/Utf8.h"
+#include "Platform/VCardLineParser.h"
 
 #include <algorithm>
 
@@ -14,26 +15,20 @@ constexpr qsizetype kFoldedLength = 75;
 
 bool isNamed(const VCardLine &line, QByteArrayView name)
 {
-    return !line.isNested && line.name.size() == name.size() &&
-           line.name.compare(name, Qt::CaseInsensitive) == 0;
+    return !line.isNested && isSameVCardName(line.name, name);
 }
 
-/// The components of a structured value, each still with its escapes.
-std::vector<QByteArrayView> split(QByteArrayView value)
+/// Where a component of a structured value ends that begins at `start`.
+qsizetype endOfComponent(QByteArrayView value, qsizetype start)
 {
-    std::vector<QByteArrayView> parts;
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < value.size(); ++i) {
-        if (value[i] == '\\')
-            ++i;
-        else if (value[i] == ';') {
-            parts.push_back(value.sliced(start, i - start));
-            start = i + 1;
-        }
-    }
-    parts.push_back(value.sliced(start));
-    return parts;
+    qsizetype end = start;
+    while (end < value.size() && value[end] != ';')
+        end += value[end] == '\\' ? 2 : 1;
+    return std::min(end, value.size());
 }
+
+/// A text that is there, if only an empty one.
+QString present(const QString &text) { return text.isNull() ? QStringLiteral("") : text; }
 
 bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
 
@@ -58,8 +53,12 @@ void appendLine(QByteArray *card, const VCardLine &line)
     if (!line.group.isEmpty())
         text.append(line.group).append('.');
     text.append(line.name);
-    for (const VCardParameter &parameter : line.parameters)
-        text.append(';').append(parameter.name).append('=').append(parameter.value);
+    for (const VCardParameter &parameter : line.parameters) {
+        text.append(';').append(parameter.name);
+        if (!parameter.name.isEmpty())
+            text.append('=');
+        text.append(parameter.value);
+    }
     text.append(':').append(line.value);
     appendFolded(card, text);
 }
@@ -126,7 +125,7 @@ bool VCardDocument::contains(QByteArrayView name) const { return first(name) != 
 QString VCardDocument::text(QByteArrayView name) const
 {
     const VCardLine *const line = first(name);
-    return line == nullptr ? QString() : QLatin1String("") + vCardText(line->value);
+    return line == nullptr ? QString() : present(vCardText(line->value));
 }
 
 QStringList VCardDocument::texts(QByteArrayView name) const
@@ -139,12 +138,24 @@ QStringList VCardDocument::texts(QByteArrayView name) const
     return found;
 }
 
+QString VCardDocument::firstComponent(QByteArrayView name) const
+{
+    const VCardLine *const line = first(name);
+    if (line == nullptr)
+        return {};
+    const QByteArrayView value = line->value;
+    return present(vCardText(value.first(endOfComponent(value, 0))));
+}
+
 QStringList VCardDocument::components(QByteArrayView name) const
 {
     QStringList found;
-    if (const VCardLine *const line = first(name)) {
-        for (const QByteArrayView part : split(line->value))
-            found.append(vCardText(part));
+    const VCardLine *const line = first(name);
+    const QByteArrayView value = line == nullptr ? QByteArrayView() : line->value;
+    for (qsizetype start = 0; line != nullptr && start <= value.size();) {
+        const qsizetype end = endOfComponent(value, start);
+        found.append(vCardText(value.sliced(start, end - start)));
+        start = end + 1;
     }
     return found;
 }

@@ -5,6 +5,7 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVarLengthArray>
 
 #include <optional>
 #include <vector>
@@ -12,18 +13,19 @@
 namespace KVBase
 {
 
-/// A parameter of a card's line, the value with its quotation marks if it has any.
+/// A parameter of a card's line, the value with its quotation marks if it has any. What stands among the
+/// parameters and is none has no name.
 struct VCardParameter {
     QByteArray name;
     QByteArray value;
 };
 
-/// One line of a card as version 3.0 writes it, UTF-8, the value with its escapes. Names are in upper case
-/// but for unknown ones, which stay as they are.
+/// One line of a card as version 3.0 writes it, UTF-8, the value with its escapes. Names stay as they were
+/// written.
 struct VCardLine {
     QByteArray group;
     QByteArray name;
-    std::vector<VCardParameter> parameters;
+    QVarLengthArray<VCardParameter, 2> parameters;
     QByteArray value;
 
     /// Part of a card within the card.
@@ -33,10 +35,7 @@ struct VCardLine {
 /// The lines of one card between BEGIN and END, without its version. A value; one thread at a time.
 class KV_EXPORT VCardDocument {
 public:
-    /// Every whole card in `bytes`, of version 2.1, 3.0 or 4.0, in UTF-8, UTF-16 with a byte order mark or,
-    /// where a line is not valid as UTF-8 and names no charset, Latin-1. What lies between cards, lines that
-    /// make no sense and a card that breaks off are left out. Time and memory grow in proportion to the
-    /// input.
+    /// Every whole card that a `VCardReader` finds in `bytes`.
     static std::vector<VCardDocument> readAll(const QByteArray &bytes);
 
     /// The card in version 3.0, with the lines FN and N that it demands, folded at 75 bytes.
@@ -49,7 +48,9 @@ public:
     /// The texts of all lines of that name, in order.
     QStringList texts(QByteArrayView name) const;
 
-    /// The components of the first line of that name, which a semicolon divides.
+    /// The components of the first line of that name, which a semicolon divides, and the first of them; nil
+    /// when there is no such line.
+    QString firstComponent(QByteArrayView name) const;
     QStringList components(QByteArrayView name) const;
 
     /// Whether there is a line of that name.

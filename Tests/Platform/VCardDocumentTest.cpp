@@ -145,7 +145,7 @@ TEST(VCardDocumentTest, WhatItDoesNotKnowIsKept)
         "N:;;;;\r\nFN:Ann\r\nitem1.URL;type=pref:http://a/b?c\\;d\r\nitem1.X-ABLabel:_$!<HomePage>!$_\r\n"
         "X-Foo-Bar;X-P=\"a;b:c\";LANGUAGE=de:v\\;w;x\\,y\r\nPHOTO;ENCODING=b;TYPE=JPEG:/9j/4AAQ\r\n"
         "IMPP;X-SERVICE-TYPE=Jabber:xmpp:ann@b.de\r\n";
-    EXPECT_EQ(only(card(lines)).write(), card(QByteArray(lines).replace(";type=", ";TYPE=")));
+    EXPECT_EQ(only(card(lines)).write(), card(lines));
 }
 
 TEST(VCardDocumentTest, PhotosAreKept)

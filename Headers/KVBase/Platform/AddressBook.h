@@ -33,6 +33,7 @@ enum class ABSearchConjunction : std::int32_t { kABSearchAnd, kABSearchOr };
 
 class ABSearchElement;
 class VCardDocument;
+class VCardReader;
 
 /// A contact. It keeps every line of the card that it was made from, also those that have no property here.
 /// Main thread.
@@ -63,6 +64,8 @@ public:
                                                     ABSearchComparison comparison);
 
     explicit ABPerson(VCardDocument &&document);
+    /// The contact of the card that was read last.
+    explicit ABPerson(const VCardReader &reader);
     ~ABPerson();
     ABPerson(const ABPerson &) = delete;
     ABPerson &operator=(const ABPerson &) = delete;

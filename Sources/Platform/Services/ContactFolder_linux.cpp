@@ -1,16 +1,17 @@
 #include "Platform/Services/ContactFolder_linux.h"
 
 #include "Platform/Services/FileManager.h"
-#include "Platform/VCardDocument.h"
 
 #include <KVBase/Platform/NSLog.h>
 
 #include <QtCore/QFile>
 
+#include <algorithm>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace KVBase
 {
@@ -51,14 +52,6 @@ std::optional<QByteArray> readFile(int folder, const char *name, struct stat *ab
     return bytes;
 }
 
-std::vector<Ref<ABPerson>> personsIn(const QByteArray &bytes)
-{
-    std::vector<Ref<ABPerson>> persons;
-    for (VCardDocument &card : VCardDocument::readAll(bytes))
-        persons.push_back(std::make_shared<ABPerson>(std::move(card)));
-    return persons;
-}
-
 } // namespace
 
 ContactFolder::Stamp::Stamp(const struct stat &about)
@@ -88,39 +81,78 @@ const std::vector<Ref<ABPerson>> &ContactFolder::persons(const QString &path)
 void ContactFolder::readAgain()
 {
     watch.start(folderPath);
-    std::map<QByteArray, CardFile> next;
+    std::vector<CardFile> next;
     holdsLinks = false;
     const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(QFile::encodeName(folderPath).constData()),
                                                       closedir);
     if (folder != nullptr) {
-        while (const dirent *entry = readdir(folder.get())) {
-            if (!isCardName(entry->d_name))
-                continue;
-            holdsLinks = holdsLinks || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-            keepOrRead(dirfd(folder.get()), entry->d_name, &next);
-        }
+        const std::vector<QByteArray> names = cardNames(folder.get());
+        next.reserve(names.size());
+        VCardReader reader;
+        for (const QByteArray &name : names)
+            keepOrRead(dirfd(folder.get()), name, &reader, &next);
     }
     files = std::move(next);
     listPersons();
 }
 
-void ContactFolder::keepOrRead(int folder, const QByteArray &name, std::map<QByteArray, CardFile> *next)
+/// The names of the card files in order.
+std::vector<QByteArray> ContactFolder::cardNames(DIR *folder)
+{
+    std::vector<QByteArray> names;
+    while (const dirent *entry = readdir(folder)) {
+        if (!isCardName(entry->d_name))
+            continue;
+        holdsLinks = holdsLinks || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
+        names.emplace_back(entry->d_name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+ContactFolder::CardFile *ContactFolder::knownFile(const QByteArray &name)
+{
+    const auto place =
+        std::lower_bound(files.begin(), files.end(), name,
+                         [](const CardFile &file, const QByteArray &wanted) { return file.name < wanted; });
+    return place != files.end() && place->name == name ? &*place : nullptr;
+}
+
+void ContactFolder::keepOrRead(int folder, const QByteArray &name, VCardReader *reader,
+                               std::vector<CardFile> *next)
 {
     struct stat about {};
-    if (const auto known = files.find(name); known != files.end()) {
-        if (fstatat(folder, name.constData(), &about, 0) == 0 && Stamp(about) == known->second.stamp) {
-            next->insert(files.extract(known));
+    if (CardFile *const known = knownFile(name)) {
+        if (fstatat(folder, name.constData(), &about, 0) == 0 && Stamp(about) == known->stamp) {
+            // Its name stays, so that the others are still found.
+            next->push_back({name, known->stamp, std::move(known->persons)});
             return;
         }
     }
-    if (const std::optional<QByteArray> bytes = readFile(folder, name.constData(), &about))
-        next->emplace(name, CardFile{Stamp(about), personsIn(*bytes)});
+    std::optional<QByteArray> bytes = readFile(folder, name.constData(), &about);
+    if (!bytes)
+        return;
+    CardFile &file = next->emplace_back(CardFile{name, Stamp(about), {}});
+    reader->setText(*std::exchange(bytes, std::nullopt));
+    while (reader->next())
+        file.persons.push_back(std::make_shared<ABPerson>(*reader));
+}
+
+void ContactFolder::keep(CardFile file)
+{
+    const auto isEarlier = [](const CardFile &one, const CardFile &other) { return one.name < other.name; };
+    const auto place = std::lower_bound(files.begin(), files.end(), file, isEarlier);
+    if (place != files.end() && place->name == file.name)
+        *place = std::move(file);
+    else
+        files.insert(place, std::move(file));
 }
 
 void ContactFolder::listPersons()
 {
     all.clear();
-    for (const auto &[name, file] : files)
+    all.reserve(files.size());
+    for (const CardFile &file : files)
         all.insert(all.end(), file.persons.begin(), file.persons.end());
 }
 
@@ -135,7 +167,7 @@ bool ContactFolder::write(const QString &path, const QString &name, const Ref<AB
     // The person that was added stays the one that later searches find.
     struct stat about {};
     if (path == folderPath && stat(QFile::encodeName(file).constData(), &about) == 0) {
-        files.insert_or_assign(QFile::encodeName(name) + ".vcf", CardFile{Stamp(about), {person}});
+        keep({QFile::encodeName(name) + ".vcf", Stamp(about), {person}});
         listPersons();
     }
     return true;

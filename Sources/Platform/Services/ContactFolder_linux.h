@@ -1,14 +1,17 @@
 #pragma once
 
 #include "Platform/Services/FolderWatch_linux.h"
+#include "Platform/VCardReader.h"
 
 #include <KVBase/Platform/AddressBook.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QVarLengthArray>
 
-#include <map>
 #include <vector>
+
+#include <dirent.h>
 
 #include <sys/stat.h>
 
@@ -40,18 +43,23 @@ private:
     };
 
     struct CardFile {
+        QByteArray name;
         Stamp stamp;
-        std::vector<Ref<ABPerson>> persons;
+        QVarLengthArray<Ref<ABPerson>, 1> persons;
     };
 
     void readAgain();
-    void keepOrRead(int folder, const QByteArray &name, std::map<QByteArray, CardFile> *next);
+    std::vector<QByteArray> cardNames(DIR *folder);
+    void keepOrRead(int folder, const QByteArray &name, VCardReader *reader, std::vector<CardFile> *next);
+    CardFile *knownFile(const QByteArray &name);
+    void keep(CardFile file);
     void listPersons();
 
     QString folderPath;
     FolderWatch watch;
     bool holdsLinks = false;
-    std::map<QByteArray, CardFile> files;
+    // By name.
+    std::vector<CardFile> files;
     std::vector<Ref<ABPerson>> all;
 };
 
