@@ -117,12 +117,12 @@ bool matches(const QVariant &property, const QVariant &value, ABSearchComparison
 
 } // namespace
 
-/// The properties that searches ask for again and again, and the card. A card that was read lies in its text
-/// until someone asks for more of it: most contacts of an address book are only ever searched.
+/// A contact's card, which lies in the text that it was read from until someone asks for more than its flags
+/// and organisation: most contacts of an address book are only ever searched.
 struct ABPerson::Private {
-    explicit Private(VCardDocument &&given) : document(std::move(given)), isRead(true)
+    explicit Private(VCardDocument &&given) : document(std::make_unique<VCardDocument>(std::move(given)))
     {
-        readProperties(document);
+        readProperties(*document);
     }
 
     explicit Private(const VCardReader &reader)
@@ -133,32 +133,46 @@ struct ABPerson::Private {
 
     VCardDocument &card()
     {
-        if (!isRead) {
-            VCardReader reader;
-            reader.setText(text.sliced(start, length));
-            if (reader.next())
-                document = reader.takeCard();
+        if (document == nullptr) {
+            document = std::make_unique<VCardDocument>(readCard());
             text.clear();
-            isRead = true;
         }
-        return document;
+        return *document;
+    }
+
+    const QVariant &emails()
+    {
+        if (!knowsEmails)
+            emailList = emailsOf(document != nullptr ? *document : readCard());
+        knowsEmails = true;
+        return emailList;
     }
 
     void readProperties(const VCardDocument &source)
     {
         flags = flagsOf(source);
         organization = organizationOf(source);
-        emails = emailsOf(source);
+        knowsEmails = false;
     }
 
-    VCardDocument document;
-    bool isRead = false;
+    QVariant flags;
+    QVariant organization;
+
+private:
+    VCardDocument readCard() const
+    {
+        VCardReader reader;
+        reader.setText(text.sliced(start, length));
+        reader.next();
+        return reader.takeCard();
+    }
+
+    std::unique_ptr<VCardDocument> document;
     QByteArray text;
     qsizetype start = 0;
     qsizetype length = 0;
-    QVariant flags;
-    QVariant organization;
-    QVariant emails;
+    QVariant emailList;
+    bool knowsEmails = false;
 };
 
 ABPerson::ABPerson(VCardDocument &&document) : d(std::make_unique<Private>(std::move(document))) {}
@@ -183,7 +197,7 @@ QVariant ABPerson::valueForProperty(const QString &property) const
     if (property == kABOrganizationProperty)
         return d->organization;
     if (property == kABEmailProperty)
-        return d->emails;
+        return d->emails();
     if (property == kABNoteProperty)
         return textOrNil(d->card().text("NOTE"));
     if (property == kABUIDProperty)

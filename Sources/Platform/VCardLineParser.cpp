@@ -8,16 +8,22 @@ namespace KVBase
 namespace
 {
 
-bool isNameCharacter(char byte)
+constexpr bool isNameCharacter(char byte)
 {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
            byte == '-' || byte == '_';
 }
 
-bool isName(QByteArrayView text)
+/// How many bytes at the beginning of `text` can be those of a name.
+qsizetype nameLength(QByteArrayView text)
 {
-    return !text.isEmpty() && std::all_of(text.begin(), text.end(), isNameCharacter);
+    qsizetype length = 0;
+    while (length < text.size() && isNameCharacter(text[length]))
+        ++length;
+    return length;
 }
+
+bool isName(QByteArrayView text) { return !text.isEmpty() && nameLength(text) == text.size(); }
 
 /// Where `mark` is next in `text`, which quotation marks hide; the end of the text when it is nowhere.
 qsizetype unquotedIndex(QByteArrayView text, char mark, qsizetype from)
@@ -32,6 +38,17 @@ qsizetype unquotedIndex(QByteArrayView text, char mark, qsizetype from)
     return text.size();
 }
 
+bool isBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+
+QByteArrayView trimmed(QByteArrayView text)
+{
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+    return text;
+}
+
 class LineParser {
 public:
     LineParser(QByteArrayView given, bool isLasting) : text(given), lasts(isLasting) {}
@@ -43,12 +60,12 @@ public:
             return false;
         const QByteArrayView head = text.first(colon);
         qsizetype end = unquotedIndex(head, ';', 0);
-        if (!readName(head.first(end).trimmed(), line))
+        if (!readName(trimmed(head.first(end)), line))
             return false;
         while (end < head.size()) {
             const qsizetype start = end + 1;
             end = unquotedIndex(head, ';', start);
-            readParameter(head.sliced(start, end - start).trimmed(), line);
+            readParameter(trimmed(head.sliced(start, end - start)), line);
         }
         line->value = kept(text.sliced(colon + 1));
         return true;
@@ -62,15 +79,14 @@ private:
 
     bool readName(QByteArrayView name, VCardLine *line) const
     {
-        const qsizetype dot = name.indexOf('.');
-        if (dot >= 0) {
-            if (!isName(name.first(dot)))
-                return false;
-            line->group = kept(name.first(dot));
-            name = name.sliced(dot + 1);
+        qsizetype length = nameLength(name);
+        if (length > 0 && length < name.size() && name[length] == '.') {
+            line->group = kept(name.first(length));
+            name = name.sliced(length + 1);
+            length = nameLength(name);
         }
         line->name = kept(name);
-        return isName(name);
+        return length > 0 && length == name.size();
     }
 
     /// Version 2.1 leaves the parameter's name out where the value tells it. What is no parameter at all is

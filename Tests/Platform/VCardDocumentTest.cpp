@@ -148,6 +148,42 @@ TEST(VCardDocumentTest, WhatItDoesNotKnowIsKept)
     EXPECT_EQ(only(card(lines)).write(), card(lines));
 }
 
+struct RewrittenRow {
+    const char *what;
+    QByteArray bytes;
+    QByteArray lines;
+};
+
+TEST(VCardDocumentTest, WhatIsWrittenOfACardReadsAsTheSameCard)
+{
+    const RewrittenRow rows[] = {
+        {"two charsets", card("NOTE;CHARSET=UTF-8;CHARSET=UTF-16:J\xc3\xb6rg\r\n"), "NOTE:Jörg\r\n"},
+        {"an unknown charset", card("NOTE;CHARSET=UTF-4:J\xc3\xb6rg\r\n"), "NOTE:Jörg\r\n"},
+        {"two encodings", card("NOTE;QUOTED-PRINTABLE;ENCODING=8BIT:a=3Db\r\n", "2.1"), "NOTE:a=b\r\n"},
+        {"line breaks of version 3.0", card("NOTE;ENCODING=QUOTED-PRINTABLE:a=0Ab=0D=0Ac=0Dd\r\n"),
+         "NOTE:a\\nb\\nc\\nd\r\n"},
+        {"line breaks out of a charset",
+         card("NOTE;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-16LE:a=00=0A=00b=00\r\n"), "NOTE:a\\nb\r\n"},
+        {"an end in disguise", card("END;ENCODING=QUOTED-PRINTABLE:VCAR=45\r\nNOTE:x\r\n"),
+         "END:VCARE\r\nNOTE:x\r\n"},
+        {"a card in disguise", card("BEGIN;ENCODING=QUOTED-PRINTABLE:=56CARD\r\nNOTE:x\r\nEND:VCARD\r\n"),
+         "BEGIN:VCARD\r\nNOTE:x\r\nEND:VCARD\r\n"},
+        {"what is no parameter", card("NOTE;A&B=c;\"d;e\";;X=\"f;g\":x\r\n"),
+         "NOTE;A&B=c;\"d;e\";X=\"f;g\":x\r\n"},
+        {"bytes that are no UTF-8 in a parameter", card("NOTE;X=\xe7\xe7:x\r\n"), "NOTE;X=\xe7\xe7:x\r\n"},
+        {"a soft line break before a blank", card("NOTE;QUOTED-PRINTABLE:one=\r\n two\r\n", "2.1"),
+         "NOTE:one two\r\n"},
+        {"a key as a text", card("KEY;VALUE=text:abc\r\n", "4.0"), "KEY;VALUE=text:abc\r\n"},
+        {"data with carriage returns alone",
+         card("PHOTO;BASE64:/9j/\r\n4AAQ\r\n\r\n", "2.1").replace('\n', ""), "PHOTO;ENCODING=b:/9j/4AAQ\r\n"},
+    };
+    for (const RewrittenRow &row : rows) {
+        const QByteArray expected = card("N:;;;;\r\nFN:\r\n" + row.lines);
+        EXPECT_EQ(only(row.bytes).write(), expected) << row.what;
+        EXPECT_EQ(only(expected).write(), expected) << row.what;
+    }
+}
+
 TEST(VCardDocumentTest, PhotosAreKept)
 {
     const VCardDocument old = only("BEGIN:VCARD\r\nVERSION:2.1\r\nPHOTO;JPEG;ENCODING=BASE64:\r\n /9j/\r\n "
@@ -210,6 +246,9 @@ TEST(VCardDocumentTest, HugeCardsTakeProportionateTime)
     EXPECT_EQ(only(card("PHOTO;ENCODING=b:" + QByteArray(8000000, 'A') + "\r\nFN:Ann\r\n")).text("FN"),
               QStringLiteral("Ann"));
     EXPECT_TRUE(VCardDocument::readAll(QByteArray(8000000, ';')).empty());
+    const QByteArray returns =
+        "BEGIN:VCARD\r" + QByteArray("EMAIL:a@b.de\r").repeated(100000) + "END:VCARD\r";
+    EXPECT_EQ(only(returns).texts("EMAIL").size(), 100000);
 }
 
 } // namespace

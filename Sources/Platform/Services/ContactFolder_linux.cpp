@@ -1,16 +1,19 @@
 #include "Platform/Services/ContactFolder_linux.h"
 
 #include "Platform/Services/FileManager.h"
+#include "Platform/VCardLineParser.h"
 
 #include <KVBase/Platform/NSLog.h>
 
 #include <QtCore/QFile>
 
 #include <algorithm>
-#include <dirent.h>
+#include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <unistd.h>
 #include <utility>
 
 namespace KVBase
@@ -26,7 +29,7 @@ bool isCardName(QByteArrayView name)
 {
     constexpr QByteArrayView extension(".vcf");
     return name.size() > extension.size() && name.front() != '.' &&
-           name.last(extension.size()).compare(extension, Qt::CaseInsensitive) == 0;
+           isSameVCardName(name.last(extension.size()), extension);
 }
 
 bool isSameTime(const timespec &one, const timespec &other)
@@ -34,10 +37,21 @@ bool isSameTime(const timespec &one, const timespec &other)
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
+/// A number that orders names as their first eight bytes do.
+std::uint64_t firstBytes(QByteArrayView name)
+{
+    std::uint64_t number = 0;
+    for (qsizetype i = 0; i < 8; ++i)
+        number = number << 8 | (i < name.size() ? static_cast<unsigned char>(name[i]) : 0U);
+    return number;
+}
+
+constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
 /// The bytes of a regular file in `folder`, and what it is; a FIFO or a device is not waited for.
 std::optional<QByteArray> readFile(int folder, const char *name, struct stat *about)
 {
-    const FileDescriptor file(openat(folder, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const FileDescriptor file(openat(folder, name, kReading));
     if (!file.isValid() || fstat(file.get(), about) != 0 || !S_ISREG(about->st_mode))
         return std::nullopt;
     if (about->st_size > kMaximumSize) {
@@ -50,6 +64,27 @@ std::optional<QByteArray> readFile(int folder, const char *name, struct stat *ab
         return std::nullopt;
     bytes.truncate(count);
     return bytes;
+}
+
+/// The same for a file that is known to be regular. Nearly all cards are small, and one read tells.
+std::optional<QByteArray> readRegularFile(int folder, const char *name)
+{
+    std::array<char, 16384> block;
+    ssize_t count = -1;
+    {
+        const FileDescriptor file(openat(folder, name, kReading));
+        if (!file.isValid())
+            return std::nullopt;
+        do {
+            count = read(file.get(), block.data(), block.size());
+        } while (count < 0 && errno == EINTR);
+    }
+    if (count < 0)
+        return std::nullopt;
+    if (static_cast<std::size_t>(count) < block.size())
+        return QByteArray(block.data(), count);
+    struct stat about {};
+    return readFile(folder, name, &about);
 }
 
 } // namespace
@@ -67,47 +102,55 @@ bool ContactFolder::Stamp::operator==(const Stamp &other) const
 
 const std::vector<Ref<ABPerson>> &ContactFolder::persons(const QString &path)
 {
-    const bool isOther = path != folderPath;
-    if (isOther) {
+    FolderWatch::Changes changes;
+    if (path == folderPath) {
+        changes = watch.takeChanges();
+    } else {
         folderPath = path;
         files.clear();
+        changes.everything = true;
     }
     // What a link leads to is not watched with the folder.
-    if (isOther || holdsLinks || watch.mayHaveChanged())
-        readAgain();
+    if (changes.everything || !changes.names.empty() || holdsLinks)
+        readAgain(std::move(changes));
     return all;
 }
 
-void ContactFolder::readAgain()
+void ContactFolder::readAgain(FolderWatch::Changes changes)
 {
-    watch.start(folderPath);
-    std::vector<CardFile> next;
+    if (changes.everything)
+        isWatched = watch.start(folderPath);
+    std::sort(changes.names.begin(), changes.names.end());
     holdsLinks = false;
+    std::vector<CardFile> next;
+    next.reserve(files.size());
     const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(QFile::encodeName(folderPath).constData()),
                                                       closedir);
-    if (folder != nullptr) {
-        const std::vector<QByteArray> names = cardNames(folder.get());
-        next.reserve(names.size());
-        VCardReader reader;
-        for (const QByteArray &name : names)
-            keepOrRead(dirfd(folder.get()), name, &reader, &next);
+    VCardReader reader;
+    // In the folder's own order, in which its files are found fastest.
+    while (const dirent *entry = folder == nullptr ? nullptr : readdir(folder.get())) {
+        if (isCardName(entry->d_name))
+            keepOrRead(dirfd(folder.get()), *entry, changes, &reader, &next);
     }
-    files = std::move(next);
+    files = inOrder(std::move(next));
     listPersons();
 }
 
-/// The names of the card files in order.
-std::vector<QByteArray> ContactFolder::cardNames(DIR *folder)
+std::vector<ContactFolder::CardFile> ContactFolder::inOrder(std::vector<CardFile> unordered)
 {
-    std::vector<QByteArray> names;
-    while (const dirent *entry = readdir(folder)) {
-        if (!isCardName(entry->d_name))
-            continue;
-        holdsLinks = holdsLinks || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-        names.emplace_back(entry->d_name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    // Most names differ in their first bytes, which are compared without going to the name.
+    std::vector<std::pair<std::uint64_t, CardFile *>> order;
+    order.reserve(unordered.size());
+    for (CardFile &file : unordered)
+        order.emplace_back(firstBytes(file.name), &file);
+    std::sort(order.begin(), order.end(), [](const auto &one, const auto &other) {
+        return one.first != other.first ? one.first < other.first : one.second->name < other.second->name;
+    });
+    std::vector<CardFile> ordered;
+    ordered.reserve(order.size());
+    for (const auto &[bytes, file] : order)
+        ordered.push_back(std::move(*file));
+    return ordered;
 }
 
 ContactFolder::CardFile *ContactFolder::knownFile(const QByteArray &name)
@@ -118,21 +161,35 @@ ContactFolder::CardFile *ContactFolder::knownFile(const QByteArray &name)
     return place != files.end() && place->name == name ? &*place : nullptr;
 }
 
-void ContactFolder::keepOrRead(int folder, const QByteArray &name, VCardReader *reader,
-                               std::vector<CardFile> *next)
+bool ContactFolder::isUnchanged(const CardFile &file, int folder, const FolderWatch::Changes &changes) const
 {
     struct stat about {};
-    if (CardFile *const known = knownFile(name)) {
-        if (fstatat(folder, name.constData(), &about, 0) == 0 && Stamp(about) == known->stamp) {
-            // Its name stays, so that the others are still found.
-            next->push_back({name, known->stamp, std::move(known->persons)});
-            return;
-        }
+    if (file.stamp != nullptr)
+        return fstatat(folder, file.name.constData(), &about, 0) == 0 && Stamp(about) == *file.stamp;
+    return !changes.everything && !std::binary_search(changes.names.begin(), changes.names.end(), file.name);
+}
+
+void ContactFolder::keepOrRead(int folder, const dirent &entry, const FolderWatch::Changes &changes,
+                               VCardReader *reader, std::vector<CardFile> *next)
+{
+    const bool mayBeLink = entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN;
+    holdsLinks = holdsLinks || mayBeLink;
+    const QByteArray name(entry.d_name);
+    if (CardFile *const known = knownFile(name); known != nullptr && isUnchanged(*known, folder, changes)) {
+        // Its name stays where it is, so that the others are still found.
+        next->push_back({name, std::move(known->stamp), std::move(known->persons)});
+        return;
     }
-    std::optional<QByteArray> bytes = readFile(folder, name.constData(), &about);
+    std::optional<QByteArray> bytes;
+    std::unique_ptr<const Stamp> stamp;
+    if (isWatched && entry.d_type == DT_REG) {
+        bytes = readRegularFile(folder, entry.d_name);
+    } else if (struct stat about{}; (bytes = readFile(folder, entry.d_name, &about))) {
+        stamp = std::make_unique<const Stamp>(about);
+    }
     if (!bytes)
         return;
-    CardFile &file = next->emplace_back(CardFile{name, Stamp(about), {}});
+    CardFile &file = next->emplace_back(CardFile{name, std::move(stamp), {}});
     reader->setText(*std::exchange(bytes, std::nullopt));
     while (reader->next())
         file.persons.push_back(std::make_shared<ABPerson>(*reader));
@@ -167,7 +224,7 @@ bool ContactFolder::write(const QString &path, const QString &name, const Ref<AB
     // The person that was added stays the one that later searches find.
     struct stat about {};
     if (path == folderPath && stat(QFile::encodeName(file).constData(), &about) == 0) {
-        keep({QFile::encodeName(name) + ".vcf", Stamp(about), {person}});
+        keep({QFile::encodeName(name) + ".vcf", std::make_unique<const Stamp>(about), {person}});
         listPersons();
     }
     return true;

@@ -9,6 +9,7 @@
 #include <QtCore/QString>
 #include <QtCore/QVarLengthArray>
 
+#include <memory>
 #include <vector>
 
 #include <dirent.h>
@@ -44,19 +45,24 @@ private:
 
     struct CardFile {
         QByteArray name;
-        Stamp stamp;
+
+        /// Only of files whose changes the watch does not tell: links, and all in a folder without a watch.
+        std::unique_ptr<const Stamp> stamp;
         QVarLengthArray<Ref<ABPerson>, 1> persons;
     };
 
-    void readAgain();
-    std::vector<QByteArray> cardNames(DIR *folder);
-    void keepOrRead(int folder, const QByteArray &name, VCardReader *reader, std::vector<CardFile> *next);
+    void readAgain(FolderWatch::Changes changes);
+    void keepOrRead(int folder, const dirent &entry, const FolderWatch::Changes &changes, VCardReader *reader,
+                    std::vector<CardFile> *next);
+    bool isUnchanged(const CardFile &file, int folder, const FolderWatch::Changes &changes) const;
+    static std::vector<CardFile> inOrder(std::vector<CardFile> unordered);
     CardFile *knownFile(const QByteArray &name);
     void keep(CardFile file);
     void listPersons();
 
     QString folderPath;
     FolderWatch watch;
+    bool isWatched = false;
     bool holdsLinks = false;
     // By name.
     std::vector<CardFile> files;

@@ -35,7 +35,7 @@ bool isShared(const char *folder)
 
 } // namespace
 
-void FolderWatch::start(const QString &path)
+bool FolderWatch::start(const QString &path)
 {
     folder = QFile::encodeName(path);
     if (!queue.isValid() || owner != getpid()) {
@@ -52,10 +52,20 @@ void FolderWatch::start(const QString &path)
     watched = canWatch ? inotify_add_watch(queue.get(), folder.constData(), kChanges) : -1;
     if (previous >= 0 && previous != watched)
         inotify_rm_watch(queue.get(), previous);
-    drain();
+    // What waits was there before the reading that follows.
+    Changes past;
+    drain(&past);
+    return watched >= 0;
 }
 
-bool FolderWatch::mayHaveChanged() { return watched < 0 || owner != getpid() || !isSameFolder() || drain(); }
+FolderWatch::Changes FolderWatch::takeChanges()
+{
+    Changes changes;
+    changes.everything = watched < 0 || owner != getpid() || !isSameFolder();
+    if (!changes.everything)
+        drain(&changes);
+    return changes;
+}
 
 bool FolderWatch::isSameFolder() const
 {
@@ -63,14 +73,22 @@ bool FolderWatch::isSameFolder() const
     return stat(folder.constData(), &about) == 0 && about.st_dev == device && about.st_ino == inode;
 }
 
-/// Takes the events that are waiting; whether there were any.
-bool FolderWatch::drain() const
+/// Takes the events that are waiting. One without a name tells of the folder itself or of events that were
+/// lost.
+void FolderWatch::drain(Changes *changes) const
 {
     alignas(inotify_event) std::array<char, 65536> events;
-    bool any = false;
-    while (read(queue.get(), events.data(), events.size()) > 0)
-        any = true;
-    return any;
+    ssize_t size = 0;
+    while ((size = read(queue.get(), events.data(), events.size())) > 0) {
+        for (const char *next = events.data(); next < events.data() + size;) {
+            const auto *const event = reinterpret_cast<const inotify_event *>(next);
+            if (event->len == 0)
+                changes->everything = true;
+            else
+                changes->names.emplace_back(event->name);
+            next += sizeof(inotify_event) + event->len;
+        }
+    }
 }
 
 } // namespace KVBase

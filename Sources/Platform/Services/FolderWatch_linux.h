@@ -4,24 +4,35 @@
 
 #include <QtCore/QString>
 
+#include <vector>
+
 #include <sys/types.h>
 
 namespace KVBase
 {
 
-/// Tells at the cost of two system calls whether anything in a folder has changed. One thread at a time.
+/// Tells at the cost of two system calls what has changed in a folder. One thread at a time.
 class FolderWatch {
 public:
-    /// Watches the folder at `path` from now on: what changes while it is read afterwards counts as a change.
-    void start(const QString &path);
+    struct Changes {
+        /// Anything may have changed.
+        bool everything = false;
 
-    /// Whether the folder or a file in it may have changed since `start`. Always true when it cannot be
-    /// watched: it is missing, lies on a network, or this is a forked child.
-    bool mayHaveChanged();
+        /// Else what the entries are called that were made, removed, renamed or written, in no order.
+        std::vector<QByteArray> names;
+    };
+
+    /// Watches the folder at `path` from now on: what changes while it is read afterwards counts as a change.
+    /// false when it cannot be watched: it is missing or lies on a network.
+    bool start(const QString &path);
+
+    /// What has changed since `start` or the last call; everything when the folder is not watched, is another
+    /// one now, or this is a forked child.
+    Changes takeChanges();
 
 private:
     bool isSameFolder() const;
-    bool drain() const;
+    void drain(Changes *changes) const;
 
     FileDescriptor queue;
     int watched = -1;
