@@ -1,6 +1,5 @@
 #include <KVBase/CIImageAdditions.h>
 #include <KVBase/KVBitmapContext.h>
-#include <KVBase/KVCIFilterUtils.h>
 #include <KVBase/MovieAndImagePaths.h>
 
 #include "Support/CapturedLog.h"
@@ -158,17 +157,6 @@ TEST(CIImageAdditionsContractTest, TakesTheSizeInPoints)
     ASSERT_NE(rep, nullptr);
     EXPECT_EQ(rep->pixelsWide(), 8);
     EXPECT_EQ(rep->pixelsHigh(), 6);
-}
-
-TEST(KVCIFilterUtilsContractTest, KeepsAnImageWhenTheFilterIsChangedByHand)
-{
-    const Ref<CIImage> image = KVCIFilterUtils::sharedCheckerboardImage();
-    const QImage before = image->render(NSMakeRect(0, 0, 50, 50));
-    const Ref<CIFilter> filter = KVCIFilterUtils::sharedCheckerboardGeneratorFilter();
-    filter->setValue(3.0, QStringLiteral("inputWidth"));
-    EXPECT_EQ(image->render(NSMakeRect(0, 0, 50, 50)), before);
-    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardImage(), image);
-    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputWidth")), 3.0);
 }
 
 TEST(MovieAndImagePathsContractTest, DecodesThePathOfAnAddress)

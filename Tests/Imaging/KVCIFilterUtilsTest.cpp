@@ -134,6 +134,17 @@ TEST(KVCIFilterUtilsTest, DrawsSquaresOfNineAndFive)
     }
 }
 
+TEST(KVCIFilterUtilsTest, KeepsAnImageWhenTheFilterIsChangedByHand)
+{
+    const Ref<CIImage> image = KVCIFilterUtils::sharedCheckerboardImage();
+    const QImage before = image->render(NSMakeRect(0, 0, 50, 50));
+    const Ref<CIFilter> filter = KVCIFilterUtils::sharedCheckerboardGeneratorFilter();
+    filter->setValue(3.0, QStringLiteral("inputWidth"));
+    EXPECT_EQ(image->render(NSMakeRect(0, 0, 50, 50)), before);
+    EXPECT_EQ(KVCIFilterUtils::sharedCheckerboardImage(), image);
+    EXPECT_EQ(filter->valueForKey(QStringLiteral("inputWidth")), 3.0);
+}
+
 TEST(KVCIFilterUtilsThreads, MakeEachObjectOnce)
 {
     std::vector<const void *> seen(24);
