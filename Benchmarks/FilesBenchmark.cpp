@@ -18,7 +18,6 @@
 #include <string>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -193,24 +192,6 @@ void replaceMemmem(benchmark::State &state)
     }
 }
 
-/// What the machine needs to read that much memory once, on large pages: the limit of every search.
-void replaceRead(benchmark::State &state)
-{
-    constexpr std::size_t kLargePage = std::size_t(2) << 20;
-    const std::unique_ptr<std::uint64_t[], decltype(&std::free)> words(
-        static_cast<std::uint64_t *>(std::aligned_alloc(kLargePage, kExecutableSize)), &std::free);
-    ::madvise(words.get(), kExecutableSize, MADV_HUGEPAGE);
-    const QByteArray content = executable(8);
-    std::memcpy(words.get(), content.constData(), kExecutableSize);
-    for (auto _ : state) {
-        std::uint64_t sums[8] = {};
-        for (std::size_t i = 0; i < kExecutableSize / 8; i += 8)
-            for (std::size_t lane = 0; lane < 8; ++lane)
-                sums[lane] ^= words[i + lane];
-        benchmark::DoNotOptimize(sums);
-    }
-}
-
 /// 100,000 texts in 10,000 dictionaries in 100 arrays; the table has every other text.
 QVariantList presets()
 {
@@ -306,13 +287,6 @@ BENCHMARK_CAPTURE(localizeKVBase, nested, presets)
 BENCHMARK_CAPTURE(localizeKVBase, flat, words)->Name("Localize/KVBase/flat")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(localizeCopy, nested, presets)->Name("Localize/copy/nested")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(localizeCopy, flat, words)->Name("Localize/copy/flat")->Unit(benchmark::kMillisecond);
-BENCHMARK(replaceRead)
-    ->Name("ReplaceString/read")
-    ->Arg(4)
-    ->Arg(8)
-    ->Arg(16)
-    ->Arg(31)
-    ->Unit(benchmark::kMillisecond);
 BENCHMARK(replaceMemmem)
     ->Name("ReplaceString/memmem")
     ->Arg(4)
