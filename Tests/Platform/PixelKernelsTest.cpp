@@ -127,6 +127,20 @@ TEST(PixelKernelsTest, FillPixel)
         }));
 }
 
+TEST(PixelKernelsTest, LongRowsAreFilledToTheLastPixel)
+{
+    for (const std::size_t width : {2047u, 2048u, 5001u}) {
+        const std::size_t rowBytes = width * 4 + 5;
+        const GuardedMemory memory(Bytes(2 * rowBytes - 5, 0xee));
+        fillPixel({memory.data(), width, 2, rowBytes}, {1, 2, 3, 4});
+        const Bytes filled = memory.bytes();
+        for (std::size_t i = 0; i < filled.size(); ++i) {
+            const std::size_t at = i % rowBytes;
+            ASSERT_EQ(filled[i], at < width * 4 ? at % 4 + 1 : 0xee) << width << " " << i;
+        }
+    }
+}
+
 /// Where the pixel (x, y) of the result comes from.
 using Origin = std::pair<std::size_t, std::size_t> (*)(std::size_t x, std::size_t y, std::size_t w,
                                                        std::size_t h);
