@@ -60,6 +60,27 @@ TEST(ColorMixTest, GivesTheBytesOfThePlainLoopOnEveryInstructionSet)
     }
 }
 
+TEST(ColorMixTest, EveryByteOfEveryChannelIsDividedExactly)
+{
+    Bytes bytes;
+    for (unsigned i = 0; i < 256; ++i)
+        bytes.insert(bytes.end(), {9, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i),
+                                   static_cast<std::uint8_t>(i)});
+    // Scaled to the middle between two levels, where a unit that is a bit too small or large shows.
+    for (const std::int64_t target : availableTargets()) {
+        const ScopedTarget scoped(target);
+        for (int level = 0; level < 255; ++level) {
+            const double scale = (level + 0.5) / (level + 1.0);
+            const ColorMix mix{scale, scale, scale, 0, 0, 0};
+            Bytes expected = bytes;
+            mixByPowers(expected, mix, 1);
+            Bytes pixels = bytes;
+            mixColors(pixels.data(), 256, mix, nullptr);
+            ASSERT_EQ(pixels, expected) << targetName(target) << " " << level;
+        }
+    }
+}
+
 TEST(ColorMixTest, StaysInsideUnalignedRows)
 {
     for (std::size_t shift = 0; shift < 8; ++shift) {

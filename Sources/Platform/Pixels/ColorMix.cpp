@@ -23,48 +23,77 @@ using Words = hn::Vec<WordTag>;
 using LongTag = hn::Rebind<std::int64_t, RealTag>;
 using Longs = hn::Vec<LongTag>;
 
+/// `byte` / 255, rounded as a division rounds, which takes several times as long: multiplied by 1 / 255 and
+/// by what rounding took from that. No quotient is so near the middle of two numbers that this would matter.
+HWY_INLINE Reals unitOf(Reals byte)
+{
+#if HWY_NATIVE_FMA
+    constexpr double kShare = 1 / 255.0;
+    constexpr double kRest = 0x1.0101010101010p-64;
+    return hn::MulAdd(byte, hn::Set(RealTag(), kShare), hn::Mul(byte, hn::Set(RealTag(), kRest)));
+#else
+    return hn::Div(byte, hn::Set(RealTag(), 255.0));
+#endif
+}
+
 /// The colour that starts at bit kShift, from 0 to 1. The sign that shifting spreads is masked off.
 template <int kShift>
 HWY_INLINE Reals unitAt(Words pixels)
 {
     const Words byte = hn::And(hn::ShiftRight<kShift>(pixels), hn::Set(WordTag(), 0xff));
-    return hn::Div(hn::PromoteTo(RealTag(), byte), hn::Set(RealTag(), 255.0));
+    return unitOf(hn::PromoteTo(RealTag(), byte));
 }
 
-/// A comparison with what is no number is false, and leaves 0.
-HWY_INLINE Reals clamped(Reals values)
-{
-    const Reals one = hn::Set(RealTag(), 1.0);
-    const Reals positive = hn::IfThenElseZero(hn::Gt(values, hn::Zero(RealTag())), values);
-    return hn::Min(positive, one);
-}
-
+/// Three levels as the bytes 1 to 3 of a pixel whose byte 0 is 0.
 struct RoundedLevels {
-    HWY_INLINE Words operator()(Reals units) const
+    double lowest() const { return 0; }
+
+    static HWY_INLINE Words level(Reals units)
     {
         const Reals scaled = hn::Add(hn::Mul(units, hn::Set(RealTag(), 255.0)), hn::Set(RealTag(), 0.5));
         return hn::DemoteTo(WordTag(), scaled);
     }
+
+    HWY_INLINE Words operator()(Reals red, Reals green, Reals blue) const
+    {
+        return hn::Or(hn::ShiftLeft<8>(level(red)),
+                      hn::Or(hn::ShiftLeft<16>(level(green)), hn::ShiftLeft<24>(level(blue))));
+    }
 };
 
 struct TableLevels {
-    HWY_INLINE Words operator()(Reals units) const
+    double lowest() const { return table.lowest(); }
+
+    HWY_INLINE Longs level(Reals units) const
     {
         const LongTag longs;
-        const hn::Rebind<std::uint64_t, RealTag> unsignedLongs;
-        const auto leading = hn::ShiftRightSame(hn::BitCast(unsignedLongs, units), table.shift());
-        const Longs distance = hn::Sub(hn::BitCast(longs, leading), hn::Set(longs, table.firstCell()));
-        const Longs cell = hn::Max(distance, hn::Zero(longs));
-        const Reals threshold = hn::GatherIndex(RealTag(), table.thresholds(), cell);
-        const Longs pair = hn::GatherIndex(longs, table.bytes(), cell);
-        const auto beyond = hn::RebindMask(longs, hn::Ge(units, threshold));
-        const Longs level = hn::IfThenElse(beyond, hn::ShiftRight<8>(pair), pair);
-        const auto byte = hn::BitCast(unsignedLongs, hn::And(level, hn::Set(longs, 0xff)));
-        return hn::BitCast(WordTag(), hn::TruncateTo(hn::Rebind<std::uint32_t, RealTag>(), byte));
+        const Longs bits = hn::BitCast(longs, units);
+        const Longs cell =
+            hn::Sub(hn::ShiftRightSame(bits, table.shift()), hn::Set(longs, table.firstCell()));
+        const Longs entry = hn::GatherIndex(longs, table.cells(), cell);
+        const Longs shiftedOut = hn::Set(longs, ((std::int64_t{1} << table.shift()) - 1) << 16);
+        const Longs rest = hn::Or(hn::And(hn::ShiftLeft<16>(bits), shiftedOut), hn::Set(longs, 0xffff));
+        const Longs chosen = hn::IfThenElse(hn::Gt(entry, rest), entry, hn::ShiftRight<8>(entry));
+        return hn::And(chosen, hn::Set(longs, 0xff));
+    }
+
+    HWY_INLINE Words operator()(Reals red, Reals green, Reals blue) const
+    {
+        const Longs levels = hn::Or(hn::ShiftLeft<8>(level(red)),
+                                    hn::Or(hn::ShiftLeft<16>(level(green)), hn::ShiftLeft<24>(level(blue))));
+        const auto bytes = hn::BitCast(hn::Rebind<std::uint64_t, RealTag>(), levels);
+        return hn::BitCast(WordTag(), hn::TruncateTo(hn::Rebind<std::uint32_t, RealTag>(), bytes));
     }
 
     const LevelTable &table;
 };
+
+/// From `lowest` to 1. A comparison with what is no number is false, and leaves `lowest`.
+HWY_INLINE Reals clamped(Reals values, Reals lowest)
+{
+    const Reals raised = hn::IfThenElse(hn::Gt(values, lowest), values, lowest);
+    return hn::Min(raised, hn::Set(RealTag(), 1.0));
+}
 
 template <class Levels>
 HWY_INLINE std::size_t mixVectors(std::uint8_t *pixels, std::size_t count, const ColorMix &mix,
@@ -76,6 +105,7 @@ HWY_INLINE std::size_t mixVectors(std::uint8_t *pixels, std::size_t count, const
     const Reals ownRed = hn::Set(reals, mix.ownRed), ownGreen = hn::Set(reals, mix.ownGreen);
     const Reals ownBlue = hn::Set(reals, mix.ownBlue), fromRed = hn::Set(reals, mix.red);
     const Reals fromGreen = hn::Set(reals, mix.green), fromBlue = hn::Set(reals, mix.blue);
+    const Reals lowest = hn::Set(reals, levels.lowest());
     std::size_t i = 0;
     for (; i + step <= count; i += step) {
         HWY_ALIGN std::int32_t block[HWY_MAX_BYTES / sizeof(double)];
@@ -90,10 +120,8 @@ HWY_INLINE std::size_t mixVectors(std::uint8_t *pixels, std::size_t count, const
         const Reals newBlue =
             hn::Add(hn::Add(hn::Mul(newRed, fromRed), hn::Mul(newGreen, fromGreen)), hn::Mul(blue, ownBlue));
         const Words mixed =
-            hn::Or(hn::Or(hn::And(old, hn::Set(words, 0xff)), hn::ShiftLeft<8>(levels(clamped(newRed)))),
-                   hn::Or(hn::ShiftLeft<16>(levels(clamped(newGreen))),
-                          hn::ShiftLeft<24>(levels(clamped(newBlue)))));
-        hn::Store(mixed, words, block);
+            levels(clamped(newRed, lowest), clamped(newGreen, lowest), clamped(newBlue, lowest));
+        hn::Store(hn::Or(hn::And(old, hn::Set(words, 0xff)), mixed), words, block);
         std::memcpy(pixels + 4 * i, block, step * 4);
     }
     return i;

@@ -11,7 +11,8 @@ namespace KVBase::Pixels
 namespace
 {
 
-constexpr int kMantissaBits = 52;
+/// The bits that are shifted out and the two bytes of a cell leave the sign of its entry 0.
+constexpr int kLargestShift = 47;
 
 /// Far more than any exponent takes whose changes are all normal numbers.
 constexpr std::int64_t kMostCells = 1 << 16;
@@ -49,13 +50,20 @@ std::int64_t LevelTable::cellOf(double value) const
     return std::max<std::int64_t>(static_cast<std::int64_t>(bitsOf(value) >> bitShift) - first, 0);
 }
 
+/// The bits that do not choose the cell, in the place that entries have them.
+std::int64_t LevelTable::restOf(double value) const
+{
+    const std::uint64_t rest = bitsOf(value) & ((std::uint64_t{1} << bitShift) - 1);
+    return static_cast<std::int64_t>(rest << 16);
+}
+
 /// Takes as few leading bits as tell any two changes apart, and begins just below the first change.
 void LevelTable::chooseCells(const std::vector<Change> &found)
 {
     std::uint64_t nearest = std::numeric_limits<std::uint64_t>::max();
     for (std::size_t i = 1; i < found.size(); ++i)
         nearest = std::min(nearest, bitsOf(found[i].value) - bitsOf(found[i - 1].value));
-    bitShift = std::min(kMantissaBits, static_cast<int>(std::bit_width(nearest)) - 1);
+    bitShift = std::min(kLargestShift, static_cast<int>(std::bit_width(nearest)) - 1);
     first = found.empty() ? static_cast<std::int64_t>(bitsOf(1) >> bitShift)
                           : static_cast<std::int64_t>(bitsOf(found.front().value) >> bitShift) - 1;
 }
@@ -69,18 +77,15 @@ LevelTable::LevelTable(double gamma) : exponent(gamma)
     if (cellOf(1) >= kMostCells)
         return;
     const auto cells = static_cast<std::size_t>(cellOf(1) + 1);
-    changes.assign(cells, std::numeric_limits<double>::infinity());
-    pairs.resize(cells);
+    entries.resize(cells);
     std::int64_t level = lowest;
     auto change = found.begin();
     for (std::size_t cell = 0; cell < cells; ++cell) {
-        pairs[cell] = level;
-        if (change != found.end() && static_cast<std::size_t>(cellOf(change->value)) == cell) {
-            changes[cell] = change->value;
-            level = change->level;
-            pairs[cell] |= level << 8;
-            ++change;
-        }
+        const bool changes = change != found.end() && static_cast<std::size_t>(cellOf(change->value)) == cell;
+        const std::int64_t threshold = changes ? restOf(change->value) : 0;
+        const std::int64_t next = changes ? (change++)->level : level;
+        entries[cell] = threshold | next << 8 | level;
+        level = next;
     }
 }
 
@@ -88,8 +93,8 @@ std::uint8_t LevelTable::level(double value) const
 {
     if (!hasCells())
         return raised(value);
-    const auto cell = static_cast<std::size_t>(cellOf(value));
-    return static_cast<std::uint8_t>(value >= changes[cell] ? pairs[cell] >> 8 : pairs[cell]);
+    const std::int64_t entry = entries[static_cast<std::size_t>(cellOf(value))];
+    return static_cast<std::uint8_t>(entry > (restOf(value) | 0xffff) ? entry : entry >> 8);
 }
 
 } // namespace KVBase::Pixels

@@ -2,6 +2,7 @@
 
 #include <KVBase/KVExport.h>
 
+#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -23,18 +24,17 @@ public:
     double gamma() const { return exponent; }
 
     /// Whether there are cells to look into.
-    bool hasCells() const { return !changes.empty(); }
+    bool hasCells() const { return !entries.empty(); }
 
     /// Where the table begins looking: a value whose bits, shifted right by `shift()`, are `firstCell() + i`
-    /// is in cell i, and every smaller one is in cell 0.
+    /// is in cell i. Every value up to `lowest()`, in cell 0, leads to the same byte.
     int shift() const { return bitShift; }
     std::int64_t firstCell() const { return first; }
+    double lowest() const { return std::bit_cast<double>(first << bitShift); }
 
-    /// By cell: the value from which on the second byte of `bytes()` holds.
-    const double *thresholds() const { return changes.data(); }
-
-    /// By cell: the byte below the threshold in bits 0 to 7, the one from it on in bits 8 to 15.
-    const std::int64_t *bytes() const { return pairs.data(); }
+    /// By cell: the bits of a threshold that are shifted out, times 2 ^ 16, and the byte from the threshold
+    /// on in bits 8 to 15, the one below it in bits 0 to 7.
+    const std::int64_t *cells() const { return entries.data(); }
 
     std::uint8_t level(double value) const;
 
@@ -49,12 +49,12 @@ private:
                      std::vector<Change> &found);
     void chooseCells(const std::vector<Change> &found);
     std::int64_t cellOf(double value) const;
+    std::int64_t restOf(double value) const;
 
     double exponent;
     int bitShift = 0;
     std::int64_t first = 0;
-    std::vector<double> changes;
-    std::vector<std::int64_t> pairs;
+    std::vector<std::int64_t> entries;
 };
 
 } // namespace KVBase::Pixels
