@@ -213,12 +213,9 @@ void KVBitmapContext::subSampleWithFactor(std::uint32_t factor)
     const std::uint32_t height = d->height / factor;
     const std::uint32_t width = d->width / factor;
     if (height != 0 && width != 0) {
-        std::uint8_t *destination = d->buffer;
-        for (std::uint32_t row = 0; row < height; ++row) {
-            const std::uint8_t *source = d->buffer + std::size_t(row) * factor * d->rowBytes;
-            for (std::uint32_t column = 0; column < width; ++column, destination += 4)
-                std::memmove(destination, source + std::size_t(column) * factor * 4, 4);
-        }
+        for (std::uint32_t row = 0; row < height; ++row)
+            Pixels::thinOut(d->buffer + std::size_t(row) * factor * d->rowBytes,
+                            d->buffer + std::size_t(row) * width * 4, width, factor);
     }
     d->width = width;
     d->height = height;

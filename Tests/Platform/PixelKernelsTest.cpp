@@ -141,6 +141,30 @@ TEST(PixelKernelsTest, LongRowsAreFilledToTheLastPixel)
     }
 }
 
+TEST(PixelKernelsTest, ThinsOutInPlaceAndOverItself)
+{
+    for (const std::int64_t set : availableTargets()) {
+        const ScopedTarget scope(set);
+        for (std::size_t factor = 1; factor <= 5; ++factor) {
+            for (std::size_t count = 0; count <= 70; ++count) {
+                for (const std::size_t before : {0u, 4u, 12u, 64u}) {
+                    const std::size_t pixels = count == 0 ? 0 : (count - 1) * factor + 1;
+                    const Bytes bytes = noise(before + pixels * 4, static_cast<unsigned>(count));
+                    const GuardedMemory memory(bytes);
+                    thinOut(memory.data() + before, memory.data(), count, factor);
+                    const Bytes after = memory.bytes();
+                    for (std::size_t i = 0; i < count; ++i)
+                        ASSERT_EQ(
+                            std::memcmp(after.data() + i * 4, bytes.data() + before + i * factor * 4, 4), 0)
+                            << targetName(set) << " factor " << factor << ", " << i << " of " << count;
+                    for (std::size_t i = count * 4; i < after.size(); ++i)
+                        ASSERT_EQ(after[i], bytes[i]);
+                }
+            }
+        }
+    }
+}
+
 /// Where the pixel (x, y) of the result comes from.
 using Origin = std::pair<std::size_t, std::size_t> (*)(std::size_t x, std::size_t y, std::size_t w,
                                                        std::size_t h);

@@ -48,6 +48,11 @@ KV_EXPORT void mirrorTopBottom(const ConstRows &source, const Rows &target);
 /// Turns by 180 degrees, as the former.
 KV_EXPORT void turn180(const ConstRows &source, const Rows &target);
 
+/// Copies every `factor`-th of the pixels from `source` on, `count` of them, into consecutive places. The
+/// target may be the source or lie before it.
+KV_EXPORT void thinOut(const std::uint8_t *source, std::uint8_t *target, std::size_t count,
+                       std::size_t factor);
+
 /// Divides the colours of RGBA pixels by their alpha into packed rows of the same size. Each colour c under
 /// an alpha a becomes the low 8 bits of the truncated single-precision product c * (255 / a): a colour above
 /// its alpha wraps. Alpha 0 gives four zero bytes.
