@@ -113,6 +113,19 @@ TEST_F(ImageCommandTest, SeveralFilesGoIntoAFolderAndFailuresAreToldAtTheEnd)
     EXPECT_EQ(result.json().toArray().size(), 3);
 }
 
+TEST_F(ImageCommandTest, ASecondFileOfTheSameNameDoesNotReplaceTheFirstOne)
+{
+    ASSERT_TRUE(QDir(folder).mkpath(QStringLiteral("other")));
+    ASSERT_TRUE(QDir(folder).mkpath(QStringLiteral("third")));
+    ASSERT_TRUE(QImage(3, 2, QImage::Format_RGB32).save(path("other/a.png")));
+    ASSERT_TRUE(QFile::copy(path("broken.png"), path("third/a.png")));
+    const ToolResult result = image({QStringLiteral("convert"), path("third/a.png"), path("a.png"),
+                                     path("other/a.png"), QStringLiteral("-o"), path("out")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.err.count("A picture of that name has been written already"), 1);
+    EXPECT_EQ(QImage(path("out/a.png")).size(), QSize(40, 30));
+}
+
 TEST_F(ImageCommandTest, SizesAndNamesThatMakeNoSenseAreRefused)
 {
     EXPECT_EQ(image({QStringLiteral("scale"), path("a.png"), QStringLiteral("--size"), QStringLiteral("big"),

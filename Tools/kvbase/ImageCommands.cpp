@@ -3,6 +3,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
+#include <QtCore/QSet>
 #include <QtCore/QStringList>
 #include <QtGui/QGuiApplication>
 
@@ -134,14 +135,20 @@ int runOnImages(const ImageFiles &given, const Context &context, const ImageWork
         return kFailure;
     }
     QJsonArray reports;
+    QSet<QString> outputs;
     int code = kSuccess;
     for (std::size_t i = 0; i < given.files.size(); ++i) {
         const QString file = QString::fromStdString(given.files[i]);
         const QString output = outputFor(file, given);
-        const QString error = runOnOne(file, output, work);
+        const QString error =
+            outputs.contains(output)
+                ? output + QStringLiteral(": A picture of that name has been written already")
+                : runOnOne(file, output, work);
         if (!error.isNull()) {
             complain(file + QStringLiteral(": ") + error);
             code = kFailure;
+        } else {
+            outputs.insert(output);
         }
         reports.append(report(file, output, error));
         showProgress(i + 1, given.files.size());

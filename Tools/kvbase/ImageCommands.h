@@ -39,8 +39,8 @@ struct ImageFiles {
 using ImageWork = std::function<KVBase::Ref<KVBase::NSImage>(const KVBase::Ref<KVBase::NSImage> &)>;
 
 /// Reads each file, works on it and writes the result: to the output itself for one file, else into it as a
-/// folder, under the file's own name. A file that fails is named and the others go on; the exit code tells
-/// it.
+/// folder, under the file's own name; a second file of the same name fails. A file that fails is named and
+/// the others go on; the exit code tells it.
 int runOnImages(const ImageFiles &given, const Context &context, const ImageWork &work);
 
 } // namespace kvbase
