@@ -1,8 +1,7 @@
 #include "Platform/PropertyLists/OldStylePropertyList.h"
 
+#include "Platform/PropertyLists/OldStyleScanner.h"
 #include "Platform/PropertyLists/PropertyListLimits.h"
-
-#include <optional>
 
 namespace KVBase::PropertyLists
 {
@@ -10,39 +9,18 @@ namespace KVBase::PropertyLists
 namespace
 {
 
-bool isSpace(char16_t unit)
-{
-    return unit == u' ' || (unit >= u'\t' && unit <= u'\r') || unit == 0x2028 || unit == 0x2029 ||
-           unit == 0xfeff;
-}
-
-bool isWordLetter(char16_t unit)
-{
-    return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
-           (unit >= u'0' && unit <= u'9') || unit == u'_' || unit == u'$' || unit == u'/' || unit == u':' ||
-           unit == u'.' || unit == u'-';
-}
-
-int hexDigit(char16_t unit)
-{
-    if (unit >= u'0' && unit <= u'9')
-        return unit - u'0';
-    const char16_t lower = unit | 0x20;
-    return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
-}
-
 class Reader {
 public:
-    explicit Reader(QStringView source) : next(source.utf16()), end(next + source.size()), start(next) {}
+    explicit Reader(QStringView source) : scanner(source) {}
 
     QVariant readDocument()
     {
-        skipBlanks();
-        if (next == end)
+        scanner.skipBlanks();
+        if (scanner.atEnd())
             return {};
-        QVariant value = startsWithText() ? readBarePairs() : readValue(1);
-        skipBlanks();
-        return next == end ? value : QVariant();
+        QVariant value = scanner.startsWithText() ? readBarePairs() : readValue(1);
+        scanner.skipBlanks();
+        return scanner.atEnd() ? value : QVariant();
     }
 
     /// Hands each pair to `sink`, a text as a `QString` and any other value as a `QVariant`; answers whether
@@ -51,38 +29,38 @@ public:
     bool readPairs(int depth, Sink &&sink)
     {
         for (;;) {
-            skipBlanks();
-            if (next == end || *next == u'}')
+            scanner.skipBlanks();
+            if (scanner.atEnd() || scanner.peek() == u'}')
                 return true;
             if (!readPair(depth, sink))
                 return false;
         }
     }
 
-    qsizetype line() const { return QStringView(start, next).count(u'\n') + 1; }
+    qsizetype line() const { return scanner.line(); }
 
 private:
     template <class Sink>
     bool readPair(int depth, Sink &sink)
     {
         QString key;
-        if (!readText(key))
+        if (!scanner.readText(&key))
             return false;
-        if (!take(u'=')) {
-            const bool whole = take(u';');
+        if (!scanner.take(u'=')) {
+            const bool whole = scanner.take(u';');
             if (whole)
                 sink(key, key);
             return whole;
         }
-        skipBlanks();
-        return startsWithText() ? readTextOfPair(key, depth, sink) : readTreeOfPair(key, depth, sink);
+        scanner.skipBlanks();
+        return scanner.startsWithText() ? readTextOfPair(key, depth, sink) : readTreeOfPair(key, depth, sink);
     }
 
     template <class Sink>
     bool readTextOfPair(const QString &key, int depth, Sink &sink)
     {
         QString text;
-        if (depth > kMaximumDepth || !readText(text) || !take(u';'))
+        if (depth > kMaximumDepth || !scanner.readText(&text) || !scanner.take(u';'))
             return false;
         sink(key, text);
         return true;
@@ -92,7 +70,7 @@ private:
     bool readTreeOfPair(const QString &key, int depth, Sink &sink)
     {
         const QVariant value = readValue(depth);
-        if (!value.isValid() || !take(u';'))
+        if (!value.isValid() || !scanner.take(u';'))
             return false;
         sink(key, value);
         return true;
@@ -108,9 +86,9 @@ private:
 
     QVariant readValue(int depth)
     {
-        if (next == end || depth > kMaximumDepth)
+        if (scanner.atEnd() || depth > kMaximumDepth)
             return {};
-        switch (*next) {
+        switch (scanner.peek()) {
         case u'{':
             return readDictionary(depth);
         case u'(':
@@ -119,30 +97,30 @@ private:
             return readData();
         default: {
             QString text;
-            return readText(text) ? QVariant(text) : QVariant();
+            return scanner.readText(&text) ? QVariant(text) : QVariant();
         }
         }
     }
 
     QVariant readDictionary(int depth)
     {
-        ++next;
+        scanner.take(u'{');
         QVariantMap map;
         const bool whole = readPairs(
             depth + 1, [&map](const QString &key, const QVariant &value) { map.insert(key, value); });
-        return whole && take(u'}') ? QVariant(map) : QVariant();
+        return whole && scanner.take(u'}') ? QVariant(map) : QVariant();
     }
 
     QVariant readArray(int depth)
     {
-        ++next;
+        scanner.take(u'(');
         QVariantList list;
-        while (!take(u')')) {
+        while (!scanner.take(u')')) {
             list.append(readValue(depth + 1));
             if (!list.constLast().isValid())
                 return {};
-            if (!take(u',')) {
-                return take(u')') ? QVariant(list) : QVariant();
+            if (!scanner.take(u',')) {
+                return scanner.take(u')') ? QVariant(list) : QVariant();
             }
         }
         return list;
@@ -150,160 +128,18 @@ private:
 
     QVariant readData()
     {
-        ++next;
+        scanner.take(u'<');
         QByteArray bytes;
-        while (!take(u'>')) {
-            if (end - next < 2)
+        while (!scanner.take(u'>')) {
+            char byte = 0;
+            if (!scanner.readByte(&byte))
                 return {};
-            const int high = hexDigit(next[0]);
-            const int low = hexDigit(next[1]);
-            if (high < 0 || low < 0)
-                return {};
-            bytes.append(static_cast<char>(high << 4 | low));
-            next += 2;
+            bytes.append(byte);
         }
         return bytes;
     }
 
-    /// Skips blanks and comments. A comment that is not closed reaches to the end.
-    void skipBlanks()
-    {
-        while (next != end) {
-            if (isSpace(*next))
-                ++next;
-            else if (startsWith(u'/', u'/'))
-                skipLine();
-            else if (startsWith(u'/', u'*'))
-                skipComment();
-            else
-                return;
-        }
-    }
-
-    bool startsWith(char16_t first, char16_t second) const
-    {
-        return *next == first && end - next > 1 && next[1] == second;
-    }
-
-    bool startsWithText() const
-    {
-        return next != end && (*next == u'"' || *next == u'\'' || isWordLetter(*next));
-    }
-
-    /// Where `unit` is met first, at `stop` when it is not.
-    static const char16_t *find(char16_t unit, const char16_t *from, const char16_t *stop)
-    {
-        const qsizetype length = QStringView(from, stop).indexOf(QChar(unit));
-        return length < 0 ? stop : from + length;
-    }
-
-    void skipLine()
-    {
-        while (next != end && *next != u'\n' && *next != u'\r' && *next != 0x2028)
-            ++next;
-    }
-
-    void skipComment()
-    {
-        next += 2;
-        do {
-            next = find(u'*', next, end);
-            if (next == end)
-                return;
-            ++next;
-        } while (next == end || *next != u'/');
-        ++next;
-    }
-
-    /// Takes `unit` behind blanks, if it comes next.
-    bool take(char16_t unit)
-    {
-        skipBlanks();
-        if (next == end || *next != unit)
-            return false;
-        ++next;
-        return true;
-    }
-
-    bool readText(QString &text)
-    {
-        if (*next == u'"' || *next == u'\'')
-            return readQuoted(text);
-        const char16_t *const first = next;
-        while (next != end && isWordLetter(*next))
-            ++next;
-        text = QString(reinterpret_cast<const QChar *>(first), next - first);
-        return next != first;
-    }
-
-    bool readQuoted(QString &text)
-    {
-        const char16_t quote = *next++;
-        const char16_t *closing = find(quote, next, end);
-        const char16_t *plain = find(u'\\', next, closing);
-        text = QString(reinterpret_cast<const QChar *>(next), plain - next);
-        for (next = plain; next != closing; next = plain) {
-            if (++next == end)
-                return false;
-            appendEscape(text);
-            if (next > closing)
-                closing = find(quote, next, end);
-            plain = find(u'\\', next, closing);
-            text.append(reinterpret_cast<const QChar *>(next), plain - next);
-        }
-        if (next == end)
-            return false;
-        ++next;
-        return true;
-    }
-
-    /// Reads what follows a backslash; `next` is not at the end.
-    void appendEscape(QString &text)
-    {
-        const char16_t unit = *next;
-        if (unit >= u'0' && unit <= u'7')
-            return text.append(QChar(readDigits(3, 8))), void();
-        ++next;
-        switch (unit) {
-        case u'n':
-            return text.append(u'\n'), void();
-        case u't':
-            return text.append(u'\t'), void();
-        case u'r':
-            return text.append(u'\r'), void();
-        case u'a':
-            return text.append(u'\a'), void();
-        case u'b':
-            return text.append(u'\b'), void();
-        case u'f':
-            return text.append(u'\f'), void();
-        case u'v':
-            return text.append(u'\v'), void();
-        case u'u':
-        case u'U':
-            if (next != end && hexDigit(*next) >= 0)
-                return text.append(QChar(readDigits(4, 16))), void();
-            [[fallthrough]];
-        default:
-            text.append(QChar(unit));
-        }
-    }
-
-    char16_t readDigits(int most, int base)
-    {
-        int value = 0;
-        for (int count = 0; count < most && next != end; ++count, ++next) {
-            const int digit = hexDigit(*next);
-            if (digit < 0 || digit >= base)
-                break;
-            value = value * base + digit;
-        }
-        return static_cast<char16_t>(value);
-    }
-
-    const char16_t *next;
-    const char16_t *const end;
-    const char16_t *const start;
+    OldStyleScanner scanner;
 };
 
 } // namespace
