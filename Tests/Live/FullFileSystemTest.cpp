@@ -3,7 +3,10 @@
 #include "Support/FileFixtures.h"
 
 #include <KVBase/KVBitmapContext.h>
+#include <KVBase/KVMutableExecutable.h>
+#include <KVBase/KVMutableInfoPlist.h>
 #include <KVBase/KVPathUtils.h>
+#include <KVBase/Platform/NSPropertyListSerialization.h>
 #include <KVBase/UPath.h>
 
 #include <QtCore/QFile>
@@ -102,6 +105,56 @@ TEST_F(FullFileSystemTest, ASpecOnAReadOnlyDiskFailsForAMissingFile)
     FSSpec spec;
     EXPECT_EQ(UPath::AbsolutePathToFSSpec(disk + text("/file"), &spec), 0);
     EXPECT_EQ(UPath::AbsolutePathToFSSpec(disk + text("/new"), &spec), -43);
+}
+
+TEST_F(FullFileSystemTest, ACommitThatFindsNoRoomAnswersNoAndLeavesTheOldBundle)
+{
+    const QString contents = disk + text("/A.app/Contents");
+    putFolder(contents + text("/MacOS"));
+    const QByteArray program = QByteArray(40'000, 'p') + "AAAA";
+    putFile(contents + text("/MacOS/tool"), program);
+    ASSERT_TRUE(NSPropertyListSerialization::writeToFile(QVariantMap{{text("Key"), text("old")}},
+                                                         contents + text("/Info.plist")));
+    const QByteArray list = contentOf(contents + text("/Info.plist"));
+    KVMutableExecutable executable(disk + text("/A.app"), text("tool"));
+    KVMutableInfoPlist info(disk + text("/A.app"));
+    EXPECT_TRUE(executable.replaceString(text("AAAA"), text("BBBB")));
+    info.setValue(QString(200'000, u'x'), text("Key"));
+    // What is left holds neither.
+    while (
+        files.write(disk + text("/filling-") + QString::number(namesIn(disk).size()), QByteArray(4096, 'f')))
+        continue;
+    EXPECT_FALSE(executable.commit());
+    EXPECT_FALSE(info.commit());
+    EXPECT_EQ(contentOf(contents + text("/MacOS/tool")), program);
+    EXPECT_EQ(contentOf(contents + text("/Info.plist")), list);
+    EXPECT_EQ(namesIn(contents), (QStringList{text("Info.plist"), text("MacOS")}));
+    EXPECT_EQ(namesIn(contents + text("/MacOS")), QStringList{text("tool")});
+    for (const QString &name : namesIn(disk)) {
+        if (name.startsWith(text("filling-"))) {
+            EXPECT_TRUE(files.remove(disk + u'/' + name));
+        }
+    }
+    info.setValue(text("new"), text("Key"));
+    EXPECT_TRUE(executable.commit()) << "once there is room again";
+    EXPECT_TRUE(info.commit());
+    EXPECT_TRUE(contentOf(contents + text("/MacOS/tool")).endsWith("BBBB"));
+}
+
+TEST_F(FullFileSystemTest, ACommitOnAReadOnlyDiskAnswersNo)
+{
+    const QString contents = disk + text("/A.app/Contents");
+    putFolder(contents + text("/MacOS"));
+    putFile(contents + text("/MacOS/tool"), "AAAA");
+    ASSERT_TRUE(NSPropertyListSerialization::writeToFile(QVariantMap{}, contents + text("/Info.plist")));
+    KVMutableExecutable executable(disk + text("/A.app"), text("tool"));
+    KVMutableInfoPlist info(disk + text("/A.app"));
+    makeReadOnly();
+    EXPECT_TRUE(executable.replaceString(text("AAAA"), text("BBBB")));
+    EXPECT_FALSE(executable.commit());
+    info.setValue(1, text("Key"));
+    EXPECT_FALSE(info.commit());
+    EXPECT_EQ(contentOf(contents + text("/MacOS/tool")), QByteArray("AAAA"));
 }
 
 TEST_F(FullFileSystemTest, RoomIsComparedWithWhatTheDiskHas)
