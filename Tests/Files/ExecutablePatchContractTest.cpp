@@ -1,11 +1,13 @@
 #include <KVBase/KVMutableExecutable.h>
 #include <KVBase/Platform/KVNil.h>
 
+#include "Support/ChildProcess.h"
 #include "Support/FileFixtures.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
 #include <QtCore/QUrl>
 
 #include <gtest/gtest.h>
@@ -149,6 +151,33 @@ TEST(KVExecutableBundleTest, KeepsModeAndLinkAndLeavesNothingBesides)
     EXPECT_TRUE(QFileInfo(folder + "/program").isSymLink());
     EXPECT_EQ(contentOf(folder + "/real"), "BBBB");
     EXPECT_EQ(namesIn(folder), (QStringList{"program", "real"}));
+}
+
+TEST(KVExecutableBundleTest, AnOrdinaryUserKeepsTheSetIdBits)
+{
+    constexpr uid_t kNobody = 65534;
+    // Not below the scratch folder, which nobody else may enter.
+    const QTemporaryDir outside(QDir::rootPath() + "tmp/kvbase-XXXXXX");
+    const QString folder = outside.path();
+    putFile(folder + "/program", "AAAA");
+    const QByteArray path = QFile::encodeName(folder + "/program");
+    if (::geteuid() == 0) {
+        for (const QByteArray &item : {QFile::encodeName(folder), path})
+            ASSERT_EQ(::chown(item.constData(), kNobody, 0), 0);
+    }
+    ASSERT_EQ(::chmod(path.constData(), 04751), 0);
+    runInChild([&] {
+        if (::geteuid() == 0) {
+            ASSERT_EQ(::seteuid(kNobody), 0);
+        }
+        KVMutableExecutable executable(QUrl::fromLocalFile(folder + "/program"));
+        EXPECT_TRUE(executable.replaceString("AAAA", "BBBB"));
+        EXPECT_TRUE(executable.commit());
+    });
+    struct stat status = {};
+    ASSERT_EQ(::lstat(path.constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777u, 04751u);
+    EXPECT_EQ(contentOf(folder + "/program"), "BBBB");
 }
 
 TEST(KVExecutableBundleTest, UnreadableFilesAnswerNo)

@@ -132,9 +132,11 @@ bool replaceFile(const QByteArray &path, const QByteArray &data, const FileWrite
         return false;
     const bool keeps = replaces && S_ISREG(old.st_mode);
     FileBeside beside(*target, keeps ? kPrivateFileMode : options.newFileMode);
-    if (!beside.isValid() || (keeps && !keepOwnerAndMode(beside.number(), old)))
+    if (!beside.isValid() ||
+        !writeFully(beside.number(), data.constData(), static_cast<std::size_t>(data.size())))
         return false;
-    if (!writeFully(beside.number(), data.constData(), static_cast<std::size_t>(data.size())))
+    // Not before: what an ordinary user writes loses its set-id bits.
+    if (keeps && !keepOwnerAndMode(beside.number(), old))
         return false;
     if (!flush(beside.number()) || !beside.moveTo(*target))
         return false;
