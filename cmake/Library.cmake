@@ -55,9 +55,13 @@ if(resource_files)
   qt_add_resources(KVBase "kvbase_bundle" PREFIX "/KVBase" BASE ${PROJECT_SOURCE_DIR}/Resources FILES ${resource_paths})
 endif()
 
-# What needs Widgets or the filter classes is loaded when an application has a use for it.
+# What needs Widgets, the filter classes or the desktop's message bus is loaded when an application has a use for it.
+# The companion for the desktop's address book is left out where Qt's part for the bus is not installed.
 file(GLOB companions CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Sources/Companions
      ${PROJECT_SOURCE_DIR}/Sources/Companions/*)
+if(NOT TARGET Qt6::DBus)
+  list(REMOVE_ITEM companions DesktopAddressBook)
+endif()
 set(companion_targets "")
 foreach(companion IN LISTS companions)
   file(GLOB companion_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Sources/Companions/${companion}/*.cpp
@@ -65,7 +69,11 @@ foreach(companion IN LISTS companions)
   if(companion_sources)
     add_library(KVBase${companion} MODULE ${companion_sources})
     target_include_directories(KVBase${companion} PRIVATE ${PROJECT_SOURCE_DIR}/Sources)
-    target_link_libraries(KVBase${companion} PRIVATE KVBase Qt6::Widgets)
+    if(companion STREQUAL "DesktopAddressBook")
+      target_link_libraries(KVBase${companion} PRIVATE KVBase Qt6::DBus)
+    else()
+      target_link_libraries(KVBase${companion} PRIVATE KVBase Qt6::Widgets)
+    endif()
     list(APPEND companion_targets KVBase${companion})
   endif()
 endforeach()

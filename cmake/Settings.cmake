@@ -12,7 +12,7 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 include(GNUInstallDirs)
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets OpenGL)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets OpenGL OPTIONAL_COMPONENTS DBus)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 

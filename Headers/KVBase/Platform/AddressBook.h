@@ -22,6 +22,10 @@ inline constexpr QLatin1StringView kABEmailProperty{"Email"};
 inline constexpr QLatin1StringView kABNoteProperty{"Note"};
 inline constexpr QLatin1StringView kABUIDProperty{"UID"};
 
+/// The user default that chooses the user's address book, looked at when it is first used: "Desktop" for the
+/// desktop's address-book service, where there is one; with any other value it is the folder.
+inline constexpr QLatin1StringView kKVAddressBookKey{"KVAddressBook"};
+
 /// How a property is compared with a value. Of several values one has to match.
 enum class ABSearchComparison : std::int32_t {
     kABEqual,
@@ -93,7 +97,8 @@ private:
 };
 
 /// The user's address book: a folder of cards, "contacts" in the user's data folder, that other programs
-/// share. Main thread. Blocks on the file system.
+/// share, or the desktop's service. Main thread. Blocks on the file system, or on the service for at most 20
+/// s a call.
 class KV_EXPORT ABAddressBook {
 public:
     static Ref<ABAddressBook> sharedAddressBook();

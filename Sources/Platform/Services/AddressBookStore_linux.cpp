@@ -1,7 +1,10 @@
+#include "Platform/Companion.h"
 #include "Platform/Services/AddressBookStore.h"
 #include "Platform/Services/ContactFolder_linux.h"
+#include "Platform/Services/DesktopAddressBook.h"
 
 #include <KVBase/Platform/KVNil.h>
+#include <KVBase/Platform/NSUserDefaults.h>
 
 #include <QtCore/QStandardPaths>
 #include <QtCore/QUuid>
@@ -59,11 +62,26 @@ private:
     std::vector<Addition> additions;
 };
 
+/// The desktop's address book if the application is set to it; null when it is not, or there is none.
+AddressBookStore *desktopStore()
+{
+    const QString chosen = NSUserDefaults::standardUserDefaults().stringForKey(QString(kKVAddressBookKey));
+    if (chosen != QLatin1StringView("Desktop"))
+        return nullptr;
+    auto *const make = reinterpret_cast<DesktopAddressBookFunction *>(
+        companionFunction(kDesktopAddressBookLibrary, kDesktopAddressBookFunction));
+    return make == nullptr ? nullptr : make();
+}
+
 } // namespace
 
 AddressBookStore::~AddressBookStore() = default;
 
-AddressBookStore *AddressBookStore::makeDefault() { return new FolderStore; }
+AddressBookStore *AddressBookStore::makeDefault()
+{
+    AddressBookStore *const desktop = desktopStore();
+    return desktop != nullptr ? desktop : new FolderStore;
+}
 
 template class Service<AddressBookStore>;
 
