@@ -25,10 +25,14 @@ NSNotificationQueue &NSNotificationQueue::defaultQueue()
 void NSNotificationQueue::enqueueNotification(const NSNotification &notification, std::uint32_t,
                                               std::uint32_t coalesceMask, const QStringList &modes)
 {
-    auto request = std::make_unique<Request>();
-    request->key = keyOf(notification);
-    request->notification = notification;
-    request->modes = modes.isEmpty() ? QStringList(RunLoopModes::defaultMode()) : modes;
+    const bool senderGone = notification.objectIdentity() != nullptr && notification.object() == nullptr;
+    if (senderGone)
+        return;
+    Request request;
+    request.key = keyOf(notification);
+    request.target = notification.object();
+    request.userInfo = notification.userInfo();
+    request.modes = modes.isEmpty() ? QStringList(RunLoopModes::defaultMode()) : modes;
     RunLoopCore::current()->enqueue(std::move(request), (coalesceMask & NSNotificationCoalescingOnName) != 0);
 }
 

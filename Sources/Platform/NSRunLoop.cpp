@@ -23,13 +23,13 @@ std::chrono::nanoseconds deadlineOf(const QDateTime &date)
     return left > kNever - now ? kNever : now + left;
 }
 
-std::unique_ptr<Request> makeRequest(RequestKey::Kind kind, const KVTarget &target, const QString &name,
+Request makeRequest(RequestKey::Kind kind, const KVTarget &target, const QString &name,
                                      const QStringList &modes)
 {
-    auto request = std::make_unique<Request>();
-    request->key = {target.identity(), name, kind};
-    request->target = target;
-    request->modes = modes;
+    Request request;
+    request.key = {target.identity(), name, kind};
+    request.target = target;
+    request.modes = modes;
     return request;
 }
 
@@ -70,7 +70,7 @@ void NSRunLoop::performSelector(const KVSelector &selector, const KVTarget &targ
     if (target.identity() == nullptr || selector.isNil() || !core->isOwnThread())
         return;
     auto request = makeRequest(RequestKey::Kind::Selector, target, selector.name(), modes);
-    request->argument = object;
+    request.argument = object;
     core->schedule(std::move(request), delay, false);
 }
 
@@ -81,7 +81,7 @@ void NSRunLoop::perform(const KVTarget &target, const QString &key, KVCallable w
         return;
     const auto kind = key.isNull() ? RequestKey::Kind::Keyless : RequestKey::Kind::Callable;
     auto request = makeRequest(kind, target, key, modes);
-    request->work = std::move(work);
+    request.work = std::move(work);
     core->schedule(std::move(request), delay, false);
 }
 

@@ -3,10 +3,15 @@
 #include "Platform/RunLoop/RunLoopCore.h"
 #include "Platform/RunLoop/RunLoopModes.h"
 
-#include <KVBase/Platform/KVFormat.h>
 #include <KVBase/Platform/NSNotificationCenter.h>
 #include <KVBase/Platform/NSNotificationQueue.h>
 #include <KVBase/Platform/NSRunLoop.h>
+
+#include <QtCore/QStringBuilder>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
 
 namespace KVBase::PerformDeferred
 {
@@ -35,15 +40,14 @@ void dequeueSelector(QObject *self, const KVSelector &selector, std::uint32_t co
                                                                      coalesceMask);
 }
 
-std::unique_ptr<Request> callableRequest(const KVTarget &self, const QString &key, KVCallable work,
-                                         const QStringList &modes)
+Request callableRequest(const KVTarget &self, const QString &key, KVCallable work, const QStringList &modes)
 {
-    auto request = std::make_unique<Request>();
-    request->key = {self.identity(), key,
-                    key.isNull() ? RequestKey::Kind::Keyless : RequestKey::Kind::Callable};
-    request->target = self;
-    request->work = std::move(work);
-    request->modes = modes;
+    Request request;
+    request.key = {self.identity(), key,
+                   key.isNull() ? RequestKey::Kind::Keyless : RequestKey::Kind::Callable};
+    request.target = self;
+    request.work = std::move(work);
+    request.modes = modes;
     return request;
 }
 
@@ -59,7 +63,15 @@ const QStringList &commonRunLoopModes() { return RunLoopModes::common(); }
 
 QString nameForSelector(const QObject *self, const KVSelector &selector)
 {
-    return self != nullptr ? stringWithFormat("[%p %@]", self, selector.name()) : QString();
+    if (self == nullptr)
+        return QString();
+    // "[%p %@]", made by hand because every request needs it.
+    std::array<char, 2 * sizeof self> digits;
+    const auto end =
+        std::to_chars(digits.begin(), digits.end(), reinterpret_cast<std::uintptr_t>(self), 16).ptr;
+    const QLatin1StringView address(digits.begin(), end);
+    const QString text = selector.isNil() ? QStringLiteral("(null)") : selector.name();
+    return QLatin1StringView("[0x") % address % QLatin1Char(' ') % text % QLatin1Char(']');
 }
 
 void registerDeferredSelector(QObject *self, const KVSelector &selector)
@@ -130,11 +142,11 @@ void performCoalescedSelector(const KVTarget &self, const KVSelector &selector, 
     if (self.identity() == nullptr || selector.isNil())
         return;
     // The new request holds the receiver and the argument before the old one lets them go.
-    auto request = std::make_unique<Request>();
-    request->key = {self.identity(), selector.name(), RequestKey::Kind::Selector};
-    request->target = self;
-    request->argument = object;
-    request->modes = commonRunLoopModes();
+    Request request;
+    request.key = {self.identity(), selector.name(), RequestKey::Kind::Selector};
+    request.target = self;
+    request.argument = object;
+    request.modes = commonRunLoopModes();
     RunLoopCore::current()->schedule(std::move(request), delay, true);
 }
 

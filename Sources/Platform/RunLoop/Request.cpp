@@ -6,17 +6,15 @@
 namespace KVBase
 {
 
-namespace
+void Request::swapContent(Request &other) noexcept
 {
-
-void post(const NSNotification &notification)
-{
-    const bool senderGone = notification.objectIdentity() != nullptr && notification.object() == nullptr;
-    if (!senderGone)
-        NSNotificationCenter::defaultCenter().postNotification(notification);
+    std::swap(target, other.target);
+    argument.swap(other.argument);
+    userInfo.swap(other.userInfo);
+    work.swap(other.work);
+    timer.swap(other.timer);
+    modes.swap(other.modes);
 }
-
-} // namespace
 
 void Request::perform()
 {
@@ -35,7 +33,8 @@ void Request::perform()
         work();
         break;
     case RequestKey::Kind::Notification:
-        post(notification);
+        NSNotificationCenter::defaultCenter().postNotification(
+            NSNotification(key.name, target.object(), userInfo));
         break;
     }
 }

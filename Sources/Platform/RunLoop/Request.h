@@ -2,7 +2,6 @@
 
 #include <KVBase/Platform/KVSelector.h>
 #include <KVBase/Platform/KVTarget.h>
-#include <KVBase/Platform/NSNotification.h>
 #include <KVBase/Platform/NSTimer.h>
 
 #include <QtCore/QStringList>
@@ -49,15 +48,19 @@ struct Request {
     QStringList modes;
     bool isParked = false;
 
+    /// The receiver, or the object of a notification.
     KVTarget target;
     QVariant argument;
+    QVariantMap userInfo;
     KVCallable work;
     Ref<NSTimer> timer;
-    NSNotification notification;
 
     /// Neighbours among the requests with an equal key.
     Request *previousAlike = nullptr;
     Request *nextAlike = nullptr;
+
+    /// Exchanges what is done, for whom and in which modes; the keys must be equal.
+    void swapContent(Request &other) noexcept;
 
     /// Does it. What the call throws passes through.
     void perform();

@@ -54,6 +54,31 @@ Request *RequestTable::insert(std::unique_ptr<Request> request)
     return inserted;
 }
 
+Request *RequestTable::findOnly(const RequestKey &key, const QVariant *argument) const
+{
+    const auto head = alike.find(key);
+    if (head == alike.end())
+        return nullptr;
+    Request *found = nullptr;
+    for (Request *request = head->second; request != nullptr; request = request->nextAlike) {
+        if (argument != nullptr && !areEqual(request->argument, *argument))
+            continue;
+        if (found != nullptr)
+            return nullptr;
+        found = request;
+    }
+    return found;
+}
+
+void RequestTable::move(Request *request, const RequestPlace &place)
+{
+    auto turn = (request->isParked ? parked : waiting).extract(request->place);
+    request->isParked = false;
+    request->place = place;
+    turn.key() = place;
+    waiting.insert(waiting.end(), std::move(turn));
+}
+
 std::unique_ptr<Request> RequestTable::remove(Request *request)
 {
     unlink(request);

@@ -20,6 +20,13 @@ public:
     /// Adds a request and answers it; the table owns it.
     Request *insert(std::unique_ptr<Request> request);
 
+    /// The one request with this key, and with an equal argument where `argument` is not null; null when
+    /// there is none or more than one.
+    Request *findOnly(const RequestKey &key, const QVariant *argument) const;
+
+    /// Gives `request`, which must be in the table, another place.
+    void move(Request *request, const RequestPlace &place);
+
     /// Removes `request`, which must be in the table.
     std::unique_ptr<Request> remove(Request *request);
 

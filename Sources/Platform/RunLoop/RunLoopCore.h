@@ -39,8 +39,8 @@ public:
     RunLoopCore(const RunLoopCore &) = delete;
     RunLoopCore &operator=(const RunLoopCore &) = delete;
 
-    /// The calling thread's.
-    static std::shared_ptr<RunLoopCore> current();
+    /// The calling thread's; the reference lasts as long as the thread.
+    static const std::shared_ptr<RunLoopCore> &current();
 
     /// Now, in the time that deadlines are counted in.
     static std::chrono::nanoseconds monotonic();
@@ -63,13 +63,13 @@ public:
 
     /// Schedules a request for `delay` seconds from now; the old ones with an equal key and argument go when
     /// `replaces`.
-    void schedule(std::unique_ptr<Request> request, double delay, bool replaces);
+    void schedule(Request &&request, double delay, bool replaces);
     void cancel(const RequestKey &key, const QVariant *argument);
     void cancelAllOf(const void *receiver);
 
     /// Queues a notification or callable for the end of the current pass; the old ones with an equal key go
     /// when `replaces`.
-    void enqueue(std::unique_ptr<Request> request, bool replaces);
+    void enqueue(Request &&request, bool replaces);
     void dequeue(const RequestKey &key);
 
     void addTimer(const Ref<NSTimer> &timer, const QString &timerMode);
@@ -112,6 +112,7 @@ private:
     };
     class FrameScope;
 
+    static void place(RequestTable &table, Request &request, const QVariant *argument, bool replaces);
     void announceWork();
     void announceDue(std::chrono::nanoseconds due, std::chrono::nanoseconds now);
     void arm();

@@ -149,18 +149,32 @@ void RunLoopCore::performTimer(std::unique_ptr<Request> request)
     state.request = timed.insert(std::move(request));
 }
 
-void RunLoopCore::schedule(std::unique_ptr<Request> request, double delay, bool replaces)
+/// Puts a request with its place into a table. A single old one that it replaces is used again, so that a
+/// burst of requests costs no memory; `request` then keeps what was replaced, for the caller to release.
+void RunLoopCore::place(RequestTable &table, Request &request, const QVariant *argument, bool replaces)
+{
+    RequestList replaced;
+    if (replaces) {
+        if (Request *const old = table.findOnly(request.key, argument)) {
+            old->firstPass = request.firstPass;
+            table.move(old, request.place);
+            old->swapContent(request);
+            return;
+        }
+        replaced = table.removeAlike(request.key, argument);
+    }
+    table.insert(std::make_unique<Request>(std::move(request)));
+}
+
+void RunLoopCore::schedule(Request &&request, double delay, bool replaces)
 {
     if (isClosed)
         return;
-    RequestList replaced;
-    if (replaces)
-        replaced = timed.removeAlike(request->key, &request->argument);
     const auto now = monotonic();
     const auto duration = durationOf(delay);
     const auto due = duration > kNever - now ? kNever : now + duration;
-    request->place = {due, nextSequence++};
-    timed.insert(std::move(request));
+    request.place = {due, nextSequence++};
+    place(timed, request, &request.argument, replaces);
     announceDue(due, now);
 }
 
@@ -174,16 +188,13 @@ void RunLoopCore::cancelAllOf(const void *receiver)
     const RequestList cancelled = timed.removeAllOf(receiver);
 }
 
-void RunLoopCore::enqueue(std::unique_ptr<Request> request, bool replaces)
+void RunLoopCore::enqueue(Request &&request, bool replaces)
 {
     if (isClosed)
         return;
-    RequestList replaced;
-    if (replaces)
-        replaced = queued.removeAlike(request->key, nullptr);
-    request->place = {std::chrono::nanoseconds::zero(), nextSequence++};
-    request->firstPass = isPosting ? passes + 1 : 0;
-    queued.insert(std::move(request));
+    request.place = {std::chrono::nanoseconds::zero(), nextSequence++};
+    request.firstPass = isPosting ? passes + 1 : 0;
+    place(queued, request, nullptr, replaces);
     announceWork();
 }
 

@@ -74,13 +74,21 @@ ThreadStorage::~ThreadStorage()
     loop.core->close();
 }
 
-Loop currentLoop()
+/// What a thread gets whose own loop has gone already: one that is closed.
+const Loop &deadLoop()
 {
-    if (isTornDown) {
-        Loop dead = makeLoop();
-        dead.core->close();
-        return dead;
-    }
+    static const auto *const dead = [] {
+        auto *const loop = new Loop(makeLoop());
+        loop->core->close();
+        return loop;
+    }();
+    return *dead;
+}
+
+const Loop &currentLoop()
+{
+    if (isTornDown)
+        return deadLoop();
     ThreadStorage &storage = threadStorage();
     if (storage.loop.core == nullptr)
         storage.loop = RunLoopRegistry::shared().claimForCurrentThread();
@@ -156,7 +164,7 @@ Loop RunLoopRegistry::loopOf(QThread *thread, bool &isNew)
 
 } // namespace
 
-std::shared_ptr<RunLoopCore> RunLoopCore::current()
+const std::shared_ptr<RunLoopCore> &RunLoopCore::current()
 {
     watchForApplication();
     return currentLoop().core;
