@@ -2,6 +2,7 @@
 
 #include <KVBase/Platform/MacTypes.h>
 #include <KVBase/Platform/NSMutableArray.h>
+#include <KVBase/Platform/NSRecursiveLock.h>
 
 #include <mutex>
 #include <utility>
@@ -52,7 +53,7 @@ public:
     std::uint32_t findOrInsert(const QVariant &object);
 
 private:
-    mutable std::recursive_mutex lock;
+    mutable NSRecursiveLock lock;
     std::vector<QVariant> elements;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KVBase/Platform/NSMutableDictionary.h>
+#include <KVBase/Platform/NSRecursiveLock.h>
 
 #include <functional>
 #include <memory>
@@ -48,7 +49,7 @@ public:
 private:
     struct Table;
 
-    mutable std::recursive_mutex lock;
+    mutable NSRecursiveLock lock;
     std::unique_ptr<Table> table;
 };
 

@@ -5,11 +5,9 @@ namespace KVBase
 
 bool isNil(const QVariant &object)
 {
-    if (!object.isValid())
-        return true;
-    if (object.metaType() == QMetaType::fromType<QString>())
-        return object.toString().isNull();
-    return false;
+    const int type = object.typeId();
+    return type == QMetaType::UnknownType ||
+           (type == QMetaType::QString && isNil(*static_cast<const QString *>(object.constData())));
 }
 
 bool isNil(const QUrl &url) { return url.isEmpty(); }

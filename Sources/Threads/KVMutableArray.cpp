@@ -46,7 +46,12 @@ QVariant KVMutableArray::objectAtIndex(std::uint32_t index) const
 
 void KVMutableArray::addObject(const QVariant &object)
 {
-    requireObject(object, "addObject:");
+    if (requireObject(object, "addObject:") < QMetaType::User) {
+        const std::lock_guard guard(lock);
+        elements.push_back(object);
+        return;
+    }
+    // Copying it may call code that uses this array.
     QVariant held = object;
     const std::lock_guard guard(lock);
     elements.push_back(std::move(held));

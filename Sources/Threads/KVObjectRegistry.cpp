@@ -18,12 +18,7 @@ constinit std::atomic<LookupTable *> sObjectRegistry{nullptr};
 constinit std::mutex sChange;
 constinit LookupGate sGate;
 
-bool isHeldAlready(const LookupTable *table, const Ref<void> &object)
-{
-    const RegistryEntry *entry =
-        table != nullptr ? table->find(KVObjectRegistry::keyForObject(object.get())) : nullptr;
-    return entry != nullptr && !entry->object.owner_before(object) && !object.owner_before(entry->object);
-}
+bool isSame(const Ref<void> &a, const Ref<void> &b) { return !a.owner_before(b) && !b.owner_before(a); }
 
 /// The table with room for one more entry. One that grew takes the place of the old one, which is answered
 /// through `outgrown`.
@@ -47,52 +42,60 @@ std::uintptr_t KVObjectRegistry::keyForObject(const void *object)
 
 void KVObjectRegistry::registerObject(const Ref<void> &object)
 {
-    if (object == nullptr)
+    if (!LookupTable::isAddress(object.get()))
         throw NSException(NSInvalidArgumentException, QStringLiteral("registerObject: the object is nil"));
+    const std::uintptr_t key = keyForObject(object.get());
     // Declared before the guard: what is replaced is freed unlocked.
-    std::unique_ptr<RegistryEntry> replaced;
+    Ref<void> replaced;
     std::unique_ptr<LookupTable> outgrown;
-    auto entry = std::make_unique<RegistryEntry>(RegistryEntry{keyForObject(object.get()), object});
     const std::lock_guard guard(sChange);
-    if (isHeldAlready(sObjectRegistry.load(std::memory_order_relaxed), object))
+    const LookupTable *known = sObjectRegistry.load(std::memory_order_relaxed);
+    const LookupTable::Slot *held = known != nullptr ? known->find(key) : nullptr;
+    if (held != nullptr && isSame(held->object, object))
         return;
     LookupTable *table = tableWithRoom(outgrown);
-    replaced.reset(table->exchange(entry.release()));
-    if (replaced != nullptr || outgrown != nullptr)
+    LookupTable::Slot *old = table->find(key);
+    table->add(key, object);
+    if (old != nullptr)
+        table->remove(*old);
+    if (old != nullptr || outgrown != nullptr)
         sGate.drain();
+    if (old != nullptr)
+        replaced = std::move(old->object);
 }
 
 void KVObjectRegistry::unregisterObject(const void *object)
 {
-    std::unique_ptr<RegistryEntry> removed;
+    Ref<void> removed;
     std::unique_ptr<LookupTable> emptied;
     const std::lock_guard guard(sChange);
     LookupTable *table = sObjectRegistry.load(std::memory_order_relaxed);
-    if (table == nullptr || object == nullptr)
+    const bool mayBeThere = table != nullptr && LookupTable::isAddress(object);
+    LookupTable::Slot *slot = mayBeThere ? table->find(keyForObject(object)) : nullptr;
+    if (slot == nullptr)
         return;
-    removed.reset(table->take(keyForObject(object)));
-    if (removed == nullptr)
-        return;
+    table->remove(*slot);
     if (table->count() == 0) {
         sObjectRegistry.store(nullptr, std::memory_order_seq_cst);
         emptied.reset(table);
     }
     sGate.drain();
+    removed = std::move(slot->object);
 }
 
 Ref<void> KVObjectRegistry::registeredObject(const void *object)
 {
-    if (object == nullptr)
+    if (!LookupTable::isAddress(object))
         return nullptr;
     const LookupGate::Pass pass(sGate);
     const LookupTable *table = sObjectRegistry.load(std::memory_order_seq_cst);
-    const RegistryEntry *entry = table != nullptr ? table->find(keyForObject(object)) : nullptr;
-    return entry != nullptr ? entry->object : nullptr;
+    const LookupTable::Slot *slot = table != nullptr ? table->find(keyForObject(object)) : nullptr;
+    return slot != nullptr ? slot->object : nullptr;
 }
 
 bool KVObjectRegistry::isObjectRegistered(const void *object)
 {
-    if (object == nullptr)
+    if (!LookupTable::isAddress(object))
         return false;
     const LookupGate::Pass pass(sGate);
     const LookupTable *table = sObjectRegistry.load(std::memory_order_seq_cst);

@@ -1,46 +1,61 @@
 #include "Threads/LookupGate.h"
 
-#include <pthread.h>
 #include <sched.h>
 
 namespace KVBase
 {
 
-namespace
-{
+constinit thread_local LookupGate::Seat *LookupGate::ownSeat = nullptr;
 
-/// The same number for a thread at every call; thread descriptors lie at least a page apart.
-std::size_t stripeOfThisThread(std::size_t stripes) noexcept
-{
-    const auto descriptor = static_cast<std::uint64_t>(pthread_self());
-    return static_cast<std::size_t>((descriptor * 0x9e3779b97f4a7c15u) >> 40) % stripes;
-}
-
-} // namespace
-
-std::atomic<std::uint32_t> &LookupGate::enter() noexcept
-{
-    Bank &bank = banks[current.load(std::memory_order_relaxed) & 1u];
-    std::atomic<std::uint32_t> &counter = bank[stripeOfThisThread(kStripes)].lookups;
-    counter.fetch_add(1, std::memory_order_seq_cst);
-    return counter;
-}
-
-void LookupGate::waitUntilEmpty(const Bank &bank) noexcept
-{
-    for (const Counter &counter : bank) {
-        while (counter.lookups.load(std::memory_order_seq_cst) != 0)
-            sched_yield();
+/// Holds the thread's seat until the thread ends.
+struct LookupGate::Tenant {
+    ~Tenant()
+    {
+        hasLeft = true;
+        if (Seat *const seat = ownSeat) {
+            ownSeat = nullptr;
+            leave(*seat);
+        }
     }
+
+    static constinit thread_local bool hasLeft;
+};
+
+constinit thread_local bool LookupGate::Tenant::hasLeft = false;
+
+/// One that nobody uses, a new one when there is none.
+LookupGate::Seat *LookupGate::freeSeat() noexcept
+{
+    for (Seat *seat = seats.load(std::memory_order_acquire); seat != nullptr; seat = seat->next)
+        if (!seat->isTaken.load(std::memory_order_relaxed) &&
+            !seat->isTaken.exchange(true, std::memory_order_acquire))
+            return seat;
+    auto *const added = new Seat;
+    added->next = seats.load(std::memory_order_relaxed);
+    while (!seats.compare_exchange_weak(added->next, added, std::memory_order_seq_cst))
+        continue;
+    return added;
+}
+
+LookupGate::Seat *LookupGate::takeSeat() noexcept
+{
+    Seat *const seat = freeSeat();
+    if (!Tenant::hasLeft) {
+        static thread_local const Tenant tenant;
+        static_cast<void>(tenant);
+        ownSeat = seat;
+    }
+    return seat;
 }
 
 void LookupGate::drain() noexcept
 {
-    // A lookup that chose its bank just before a switch counts itself there just after it; so both banks are
-    // seen empty once, and a lookup counted later than that sees the changed memory.
-    for (int turn = 0; turn < 2; ++turn) {
-        const std::uint32_t old = current.fetch_xor(1u, std::memory_order_seq_cst) & 1u;
-        waitUntilEmpty(banks[old]);
+    // A lookup that is counted later than its seat is looked at here sees the changed memory.
+    for (const Seat *seat = seats.load(std::memory_order_seq_cst); seat != nullptr; seat = seat->next) {
+        const std::uint64_t count = seat->count.load(std::memory_order_seq_cst);
+        const bool isLookingUp = count % 2 != 0;
+        while (isLookingUp && seat->count.load(std::memory_order_acquire) == count)
+            sched_yield();
     }
 }
 

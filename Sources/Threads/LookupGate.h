@@ -1,31 +1,49 @@
 #pragma once
 
-#include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 
 namespace KVBase
 {
 
 /// Lets lookups read shared memory without a lock, and lets the one thread that took something out of that
-/// memory wait until no lookup can still see it. Lookups are counted in one of two banks, each spread over
-/// cache lines by thread; the waiting thread switches the bank that new lookups use, so that the old one
-/// drains however many come.
+/// memory wait until no lookup can still see it. Each thread counts in a seat of its own, which nobody else
+/// writes to meanwhile: the count is odd during a lookup.
 ///
-/// A lookup never waits. `drain` waits for lookups that began before it; one caller at a time.
+/// A lookup never waits. `drain` waits for lookups that began before it; one caller at a time. A process has
+/// one gate, because a thread has one seat.
 class LookupGate {
+    struct alignas(64) Seat {
+        std::atomic<std::uint64_t> count{0};
+        std::atomic<bool> isTaken{true};
+        Seat *next = nullptr;
+    };
+
 public:
-    /// Counts a lookup while it lives.
+    /// Counts a lookup while it lives. There is no lookup inside a lookup.
     class Pass {
     public:
-        explicit Pass(LookupGate &gate) noexcept : counter(gate.enter()) {}
-        ~Pass() { counter.fetch_sub(1, std::memory_order_release); }
+        explicit Pass(LookupGate &gate) noexcept
+            : seat(ownSeat != nullptr ? ownSeat : gate.takeSeat()),
+              before(seat->count.load(std::memory_order_relaxed))
+        {
+            seat->count.store(before + 1, std::memory_order_seq_cst);
+        }
+
+        ~Pass()
+        {
+            seat->count.store(before + 2, std::memory_order_release);
+            // A thread that ends has no seat any more, and borrows one.
+            if (seat != ownSeat)
+                leave(*seat);
+        }
+
         Pass(const Pass &) = delete;
         Pass &operator=(const Pass &) = delete;
 
     private:
-        std::atomic<std::uint32_t> &counter;
+        Seat *seat;
+        std::uint64_t before;
     };
 
     /// Returns once every lookup that may have seen the memory before the last sequentially consistent change
@@ -33,17 +51,17 @@ public:
     void drain() noexcept;
 
 private:
-    struct alignas(64) Counter {
-        std::atomic<std::uint32_t> lookups{0};
-    };
-    static constexpr std::size_t kStripes = 16;
-    using Bank = std::array<Counter, kStripes>;
+    struct Tenant;
 
-    std::atomic<std::uint32_t> &enter() noexcept;
-    static void waitUntilEmpty(const Bank &bank) noexcept;
+    Seat *takeSeat() noexcept;
+    Seat *freeSeat() noexcept;
+    static void leave(Seat &seat) noexcept { seat.isTaken.store(false, std::memory_order_release); }
 
-    std::array<Bank, 2> banks{};
-    std::atomic<std::uint32_t> current{0};
+    /// The calling thread's; null before its first lookup and while it ends. Of a model that costs no call.
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local Seat *ownSeat;
+
+    /// All there are. A seat is never freed: it outlives its thread, and the next one takes it.
+    std::atomic<Seat *> seats{nullptr};
 };
 
 } // namespace KVBase
