@@ -5,6 +5,7 @@
 
 #include <QtCore/QVariant>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -109,22 +110,23 @@ class Registered {
 public:
     Registered()
     {
-        for (std::uint32_t number = 0; number < kElements; ++number) {
-            objects.push_back(std::make_shared<std::uint32_t>(number));
-            Registry::registerObject(objects.back());
+        for (const void *&address : addresses) {
+            const auto object = std::make_shared<std::uint32_t>(1u);
+            Registry::registerObject(object);
+            address = object.get();
         }
     }
 
     ~Registered()
     {
-        for (const auto &object : objects)
-            Registry::unregisterObject(object.get());
+        for (const void *address : addresses)
+            Registry::unregisterObject(address);
     }
 
-    const void *at(std::size_t index) const { return objects[index % kElements].get(); }
+    const void *at(std::size_t index) const { return addresses[index % addresses.size()]; }
 
 private:
-    std::vector<std::shared_ptr<std::uint32_t>> objects;
+    std::array<const void *, 1024> addresses{};
 };
 
 /// Each thread goes through the objects from another place on.

@@ -18,6 +18,9 @@ constinit std::atomic<LookupTable *> sObjectRegistry{nullptr};
 constinit std::mutex sChange;
 constinit LookupGate sGate;
 
+/// The key, without the call that an exported function costs.
+std::uintptr_t keyOf(const void *object) { return reinterpret_cast<std::uintptr_t>(object); }
+
 bool isSame(const Ref<void> &a, const Ref<void> &b) { return !a.owner_before(b) && !b.owner_before(a); }
 
 /// The table with room for one more entry. One that grew takes the place of the old one, which is answered
@@ -35,16 +38,13 @@ LookupTable *tableWithRoom(std::unique_ptr<LookupTable> &outgrown)
 
 } // namespace
 
-std::uintptr_t KVObjectRegistry::keyForObject(const void *object)
-{
-    return reinterpret_cast<std::uintptr_t>(object);
-}
+std::uintptr_t KVObjectRegistry::keyForObject(const void *object) { return keyOf(object); }
 
 void KVObjectRegistry::registerObject(const Ref<void> &object)
 {
     if (!LookupTable::isAddress(object.get()))
         throw NSException(NSInvalidArgumentException, QStringLiteral("registerObject: the object is nil"));
-    const std::uintptr_t key = keyForObject(object.get());
+    const std::uintptr_t key = keyOf(object.get());
     // Declared before the guard: what is replaced is freed unlocked.
     Ref<void> replaced;
     std::unique_ptr<LookupTable> outgrown;
@@ -71,7 +71,7 @@ void KVObjectRegistry::unregisterObject(const void *object)
     const std::lock_guard guard(sChange);
     LookupTable *table = sObjectRegistry.load(std::memory_order_relaxed);
     const bool mayBeThere = table != nullptr && LookupTable::isAddress(object);
-    LookupTable::Slot *slot = mayBeThere ? table->find(keyForObject(object)) : nullptr;
+    LookupTable::Slot *slot = mayBeThere ? table->find(keyOf(object)) : nullptr;
     if (slot == nullptr)
         return;
     table->remove(*slot);
@@ -89,7 +89,7 @@ Ref<void> KVObjectRegistry::registeredObject(const void *object)
         return nullptr;
     const LookupGate::Pass pass(sGate);
     const LookupTable *table = sObjectRegistry.load(std::memory_order_seq_cst);
-    const LookupTable::Slot *slot = table != nullptr ? table->find(keyForObject(object)) : nullptr;
+    const LookupTable::Slot *slot = table != nullptr ? table->find(keyOf(object)) : nullptr;
     return slot != nullptr ? slot->object : nullptr;
 }
 
@@ -99,7 +99,7 @@ bool KVObjectRegistry::isObjectRegistered(const void *object)
         return false;
     const LookupGate::Pass pass(sGate);
     const LookupTable *table = sObjectRegistry.load(std::memory_order_seq_cst);
-    return table != nullptr && table->find(keyForObject(object)) != nullptr;
+    return table != nullptr && table->find(keyOf(object)) != nullptr;
 }
 
 } // namespace KVBase
