@@ -5,6 +5,8 @@
 #include <KVBase/KVImageUtils.h>
 #include <KVBase/Platform/NSImage.h>
 
+#include <QtGui/QImage>
+
 #include <benchmark/benchmark.h>
 
 #ifdef KVBASE_HAS_LIBYUV
@@ -70,7 +72,19 @@ void ScaleKVBase(benchmark::State &state)
         Pixels::scale(constRowsOf(source, sw, sh), rowsOf(target, tw, th),
                       static_cast<unsigned>(state.range(4)));
 }
-BENCHMARK(ScaleKVBase)->Apply(scaleArguments);
+BENCHMARK(ScaleKVBase)->Name("Scale/KVBase")->Apply(scaleArguments);
+
+/// Averages areas when it shrinks, and mixes two pixels each way when it grows: less work for less quality.
+void ScaleQt(benchmark::State &state)
+{
+    const int sw = static_cast<int>(state.range(0)), sh = static_cast<int>(state.range(1));
+    const Bytes source = photograph(static_cast<std::size_t>(sw), static_cast<std::size_t>(sh));
+    const QImage picture(source.data(), sw, sh, QImage::Format_RGBA8888_Premultiplied);
+    const QSize size(static_cast<int>(state.range(2)), static_cast<int>(state.range(3)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(picture.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+}
+BENCHMARK(ScaleQt)->Name("Scale/Qt smooth")->Apply(scaleArguments);
 
 #if defined(KVBASE_HAS_ZIMG) && defined(KVBASE_HAS_LIBYUV)
 
@@ -139,7 +153,7 @@ void ScaleZimg(benchmark::State &state)
     std::free(scratch);
     zimg_filter_graph_free(graph);
 }
-BENCHMARK(ScaleZimg)->Apply(scaleArguments);
+BENCHMARK(ScaleZimg)->Name("Scale/zimg")->Apply(scaleArguments);
 
 #endif
 
@@ -158,7 +172,7 @@ void TurnKVBase(benchmark::State &state)
     onPhotograph(state,
                  [](Bytes &p) { Pixels::turn180(constRowsOf(p, kWide, kHigh), rowsOf(p, kWide, kHigh)); });
 }
-BENCHMARK(TurnKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(TurnKVBase)->Name("Turn/KVBase")->Unit(benchmark::kMillisecond);
 
 void MirrorKVBase(benchmark::State &state)
 {
@@ -166,7 +180,7 @@ void MirrorKVBase(benchmark::State &state)
         Pixels::mirrorLeftRight(constRowsOf(p, kWide, kHigh), rowsOf(p, kWide, kHigh));
     });
 }
-BENCHMARK(MirrorKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(MirrorKVBase)->Name("Mirror/KVBase")->Unit(benchmark::kMillisecond);
 
 void UpsideDownKVBase(benchmark::State &state)
 {
@@ -174,25 +188,25 @@ void UpsideDownKVBase(benchmark::State &state)
         Pixels::mirrorTopBottom(constRowsOf(p, kWide, kHigh), rowsOf(p, kWide, kHigh));
     });
 }
-BENCHMARK(UpsideDownKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(UpsideDownKVBase)->Name("UpsideDown/KVBase")->Unit(benchmark::kMillisecond);
 
 void AlphaFirstKVBase(benchmark::State &state)
 {
     onPhotograph(state, [](Bytes &p) { Pixels::lastByteToFront(rowsOf(p, kWide, kHigh)); });
 }
-BENCHMARK(AlphaFirstKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(AlphaFirstKVBase)->Name("AlphaFirst/KVBase")->Unit(benchmark::kMillisecond);
 
 void ColourFillKVBase(benchmark::State &state)
 {
     onPhotograph(state, [](Bytes &p) { Pixels::fillPixel(rowsOf(p, kWide, kHigh), {1, 2, 3, 4}); });
 }
-BENCHMARK(ColourFillKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(ColourFillKVBase)->Name("ColourFill/KVBase")->Unit(benchmark::kMillisecond);
 
 void AlphaFillKVBase(benchmark::State &state)
 {
     onPhotograph(state, [](Bytes &p) { Pixels::fillByte(rowsOf(p, kWide, kHigh), 3, 200); });
 }
-BENCHMARK(AlphaFillKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(AlphaFillKVBase)->Name("AlphaFill/KVBase")->Unit(benchmark::kMillisecond);
 
 void StraightKVBase(benchmark::State &state)
 {
@@ -201,17 +215,77 @@ void StraightKVBase(benchmark::State &state)
         Pixels::straightFromPremultiplied(constRowsOf(p, kWide, kHigh), straight.data(), false);
     });
 }
-BENCHMARK(StraightKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(StraightKVBase)->Name("Straight/KVBase")->Unit(benchmark::kMillisecond);
+
+void AlphaFillPlain(benchmark::State &state)
+{
+    onPhotograph(state, [](Bytes &p) {
+        for (std::size_t i = 3; i < p.size(); i += 4)
+            p[i] = 200;
+        benchmark::ClobberMemory();
+    });
+}
+BENCHMARK(AlphaFillPlain)->Name("AlphaFill/plain loop")->Unit(benchmark::kMillisecond);
+
+void StraightPlain(benchmark::State &state)
+{
+    Bytes straight(kWide * kHigh * 4);
+    onPhotograph(state, [&](Bytes &p) {
+        for (std::size_t i = 0; i < p.size(); i += 4) {
+            const std::uint8_t alpha = p[i + 3];
+            const float scale = alpha == 0 ? 0.0f : 255.0f / static_cast<float>(alpha);
+            for (std::size_t c = 0; c < 3; ++c)
+                straight[i + c] =
+                    static_cast<std::uint8_t>(static_cast<int>(static_cast<float>(p[i + c]) * scale));
+            straight[i + 3] = alpha;
+        }
+        benchmark::ClobberMemory();
+    });
+}
+BENCHMARK(StraightPlain)->Name("Straight/plain loop")->Unit(benchmark::kMillisecond);
+
+constexpr NSSize kCropSize{1000, 600};
+
+Ref<NSImage> photographImage()
+{
+    static const Bytes pixels = photograph(kWide, kHigh);
+    return NSImage::create(QImage(pixels.data(), kWide, kHigh, QImage::Format_RGBA8888_Premultiplied));
+}
 
 void ScaleAndCropKVBase(benchmark::State &state)
 {
-    const Bytes pixels = photograph(kWide, kHigh);
-    const QImage picture(pixels.data(), kWide, kHigh, QImage::Format_RGBA8888_Premultiplied);
-    const Ref<NSImage> image = NSImage::create(picture);
+    const Ref<NSImage> image = photographImage();
     for (auto _ : state)
-        benchmark::DoNotOptimize(KVImageUtils::scaleAndCropImage(image, {1000, 600}, true));
+        benchmark::DoNotOptimize(KVImageUtils::scaleAndCropImage(image, kCropSize, true));
 }
-BENCHMARK(ScaleAndCropKVBase)->Unit(benchmark::kMillisecond);
+BENCHMARK(ScaleAndCropKVBase)->Name("ScaleAndCrop/KVBase")->Unit(benchmark::kMillisecond);
+
+/// The steps of the former, one by one: straight pixels with alpha first, scaling, and the capture of the
+/// crop.
+void ScaleAndCropStraight(benchmark::State &state)
+{
+    const Ref<NSImage> image = photographImage();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(KVImageUtils::create32BitNSBitmapImageRepFromNSImage(image, true));
+}
+BENCHMARK(ScaleAndCropStraight)->Name("ScaleAndCrop/step: straight pixels")->Unit(benchmark::kMillisecond);
+
+void ScaleAndCropScale(benchmark::State &state)
+{
+    const Ref<NSBitmapImageRep> bitmap =
+        KVImageUtils::create32BitNSBitmapImageRepFromNSImage(photographImage(), true);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(KVImageUtils::scaleBitmapRep(bitmap, {1000, 750}, true));
+}
+BENCHMARK(ScaleAndCropScale)->Name("ScaleAndCrop/step: scaling")->Unit(benchmark::kMillisecond);
+
+void ScaleAndCropCapture(benchmark::State &state)
+{
+    const Ref<NSImage> scaled = KVImageUtils::scaleImage(photographImage(), {1000, 750});
+    for (auto _ : state)
+        benchmark::DoNotOptimize(KVImageUtils::cropImage(scaled, {{0, 75}, kCropSize}));
+}
+BENCHMARK(ScaleAndCropCapture)->Name("ScaleAndCrop/step: capture")->Unit(benchmark::kMillisecond);
 
 #ifdef KVBASE_HAS_LIBYUV
 
@@ -224,7 +298,7 @@ void TurnLibyuv(benchmark::State &state)
         libyuv::ARGBRotate(p.data(), kStride, turned.data(), kStride, kWide, kHigh, libyuv::kRotate180);
     });
 }
-BENCHMARK(TurnLibyuv)->Unit(benchmark::kMillisecond);
+BENCHMARK(TurnLibyuv)->Name("Turn/libyuv")->Unit(benchmark::kMillisecond);
 
 void MirrorLibyuv(benchmark::State &state)
 {
@@ -233,21 +307,21 @@ void MirrorLibyuv(benchmark::State &state)
         libyuv::ARGBMirror(p.data(), kStride, mirrored.data(), kStride, kWide, kHigh);
     });
 }
-BENCHMARK(MirrorLibyuv)->Unit(benchmark::kMillisecond);
+BENCHMARK(MirrorLibyuv)->Name("Mirror/libyuv")->Unit(benchmark::kMillisecond);
 
 void AlphaFirstLibyuv(benchmark::State &state)
 {
     onPhotograph(state,
                  [](Bytes &p) { libyuv::ARGBToRGBA(p.data(), kStride, p.data(), kStride, kWide, kHigh); });
 }
-BENCHMARK(AlphaFirstLibyuv)->Unit(benchmark::kMillisecond);
+BENCHMARK(AlphaFirstLibyuv)->Name("AlphaFirst/libyuv")->Unit(benchmark::kMillisecond);
 
 void ColourFillLibyuv(benchmark::State &state)
 {
     onPhotograph(state,
                  [](Bytes &p) { libyuv::ARGBRect(p.data(), kStride, 0, 0, kWide, kHigh, 0x04030201); });
 }
-BENCHMARK(ColourFillLibyuv)->Unit(benchmark::kMillisecond);
+BENCHMARK(ColourFillLibyuv)->Name("ColourFill/libyuv")->Unit(benchmark::kMillisecond);
 
 void StraightLibyuv(benchmark::State &state)
 {
@@ -256,7 +330,7 @@ void StraightLibyuv(benchmark::State &state)
         libyuv::ARGBUnattenuate(p.data(), kStride, straight.data(), kStride, kWide, kHigh);
     });
 }
-BENCHMARK(StraightLibyuv)->Unit(benchmark::kMillisecond);
+BENCHMARK(StraightLibyuv)->Name("Straight/libyuv")->Unit(benchmark::kMillisecond);
 
 #endif
 
@@ -271,10 +345,10 @@ void flipWithOpenCV(benchmark::State &state, int code)
 }
 
 void MirrorOpenCV(benchmark::State &state) { flipWithOpenCV(state, 1); }
-BENCHMARK(MirrorOpenCV)->Unit(benchmark::kMillisecond);
+BENCHMARK(MirrorOpenCV)->Name("Mirror/OpenCV")->Unit(benchmark::kMillisecond);
 
 void UpsideDownOpenCV(benchmark::State &state) { flipWithOpenCV(state, 0); }
-BENCHMARK(UpsideDownOpenCV)->Unit(benchmark::kMillisecond);
+BENCHMARK(UpsideDownOpenCV)->Name("UpsideDown/OpenCV")->Unit(benchmark::kMillisecond);
 
 #endif
 
