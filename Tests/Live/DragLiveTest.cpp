@@ -1,11 +1,11 @@
 #include "Support/LoopDriver.h"
+#include "Support/OwnXServer.h"
 
 #include <KVBase/KVUTimer.h>
 #include <KVBase/PerformDeferred.h>
 #include <KVBase/Platform/NSRunLoop.h>
 
 #include <QtCore/QMimeData>
-#include <QtCore/QProcess>
 #include <QtCore/QTimer>
 #include <QtGui/QDrag>
 #include <QtGui/QDropEvent>
@@ -27,34 +27,6 @@ namespace
 {
 
 using namespace std::chrono_literals;
-
-/// An X server of the test's own, on a screen in memory.
-class OwnXServer {
-public:
-    OwnXServer()
-    {
-        server.start(QStringLiteral("Xvfb"),
-                     {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                      QStringLiteral("0"), QStringLiteral("640x480x24"), QStringLiteral("-nolisten"),
-                      QStringLiteral("tcp")});
-        if (server.waitForStarted() && server.waitForReadyRead(30000))
-            number = server.readLine().trimmed();
-    }
-    ~OwnXServer()
-    {
-        server.terminate();
-        server.waitForFinished();
-    }
-    OwnXServer(const OwnXServer &) = delete;
-    OwnXServer &operator=(const OwnXServer &) = delete;
-
-    /// ":99", or empty when none could be started.
-    QByteArray display() const { return number.isEmpty() ? QByteArray() : ":" + number; }
-
-private:
-    QProcess server;
-    QByteArray number;
-};
 
 /// A window out of which something is dragged, and into which it may be dropped.
 class DragWindow : public QWidget {
@@ -103,6 +75,8 @@ protected:
         if (server.display().isEmpty())
             GTEST_SKIP() << "no X server can be started here";
         qputenv("DISPLAY", server.display());
+        // Or a message bus would be started for that screen.
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
         // Without a screen a drag would end at once.
         qputenv("QT_QPA_PLATFORM", "xcb");
         driver = std::make_unique<LoopDriver<QApplication>>(GetParam());
@@ -121,8 +95,9 @@ protected:
             watch->invalidate();
         window.reset();
         driver.reset();
-        qunsetenv("DISPLAY");
-        qputenv("QT_QPA_PLATFORM", oldPlatform);
+        restore("DISPLAY", oldDisplay);
+        restore("DBUS_SESSION_BUS_ADDRESS", oldBus);
+        restore("QT_QPA_PLATFORM", oldPlatform);
     }
 
     /// Takes down each change of the mode.
@@ -181,6 +156,16 @@ protected:
         return modes;
     }
 
+    static void restore(const char *variable, const QByteArray &value)
+    {
+        if (value.isNull())
+            qunsetenv(variable);
+        else
+            qputenv(variable, value);
+    }
+
+    const QByteArray oldDisplay = qgetenv("DISPLAY");
+    const QByteArray oldBus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
     const QByteArray oldPlatform = qgetenv("QT_QPA_PLATFORM");
     OwnXServer server;
     std::unique_ptr<LoopDriver<QApplication>> driver;
