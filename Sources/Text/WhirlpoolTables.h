@@ -55,16 +55,18 @@ constexpr std::uint8_t multiply(unsigned a, unsigned b)
     return static_cast<std::uint8_t>(product);
 }
 
+/// The first row of the diffusion's matrix.
+inline constexpr std::array<std::uint8_t, 8> kCirculant{1, 1, 4, 1, 8, 5, 2, 9};
+
 /// Substitution and diffusion of a byte in column `column` of a row, as the eight bytes of the row that it
 /// becomes.
 constexpr Table makeTable(unsigned column)
 {
-    constexpr std::array<std::uint8_t, 8> circulant{1, 1, 4, 1, 8, 5, 2, 9};
     Table table{};
     for (std::size_t i = 0; i < table.size(); ++i) {
         std::uint64_t row = 0;
-        for (std::size_t j = 0; j < circulant.size(); ++j)
-            row = (row << 8) | multiply(kSubstitution[i], circulant[(j + 8 - column) % 8]);
+        for (std::size_t j = 0; j < kCirculant.size(); ++j)
+            row = (row << 8) | multiply(kSubstitution[i], kCirculant[(j + 8 - column) % 8]);
         table[i] = row;
     }
     return table;
