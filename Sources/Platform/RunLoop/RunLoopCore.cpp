@@ -90,8 +90,11 @@ void RunLoopCore::run(const QString &runMode, std::chrono::nanoseconds deadline,
     bool mayBlock = false;
     do {
         attach();
+        const std::uint64_t passesBefore = passes;
         deliver(frame, mayBlock);
-        pass();
+        // Where the driver ran a pass meanwhile, what came since has been announced to it.
+        if (!mayBlock || driver == nullptr || passes == passesBefore)
+            pass();
         mayBlock = true;
     } while (!isDone(frames[frame]));
 }
