@@ -117,8 +117,8 @@ bool matches(const QVariant &property, const QVariant &value, ABSearchComparison
 
 } // namespace
 
-/// A contact's card, which lies in the text that it was read from until someone asks for more than its flags
-/// and organisation: most contacts of an address book are only ever searched.
+/// A contact's card, which lies in the text that it was read from until someone asks for more than the
+/// properties of searches: most contacts of an address book are only ever searched.
 struct ABPerson::Private {
     explicit Private(VCardDocument &&given) : document(std::make_unique<VCardDocument>(std::move(given)))
     {
@@ -134,45 +134,31 @@ struct ABPerson::Private {
     VCardDocument &card()
     {
         if (document == nullptr) {
-            document = std::make_unique<VCardDocument>(readCard());
+            VCardReader reader;
+            reader.setText(text.sliced(start, length));
+            reader.next();
+            document = std::make_unique<VCardDocument>(reader.takeCard());
             text.clear();
         }
         return *document;
-    }
-
-    const QVariant &emails()
-    {
-        if (!knowsEmails)
-            emailList = emailsOf(document != nullptr ? *document : readCard());
-        knowsEmails = true;
-        return emailList;
     }
 
     void readProperties(const VCardDocument &source)
     {
         flags = flagsOf(source);
         organization = organizationOf(source);
-        knowsEmails = false;
+        emails = emailsOf(source);
     }
 
     QVariant flags;
     QVariant organization;
+    QVariant emails;
 
 private:
-    VCardDocument readCard() const
-    {
-        VCardReader reader;
-        reader.setText(text.sliced(start, length));
-        reader.next();
-        return reader.takeCard();
-    }
-
     std::unique_ptr<VCardDocument> document;
     QByteArray text;
     qsizetype start = 0;
     qsizetype length = 0;
-    QVariant emailList;
-    bool knowsEmails = false;
 };
 
 ABPerson::ABPerson(VCardDocument &&document) : d(std::make_unique<Private>(std::move(document))) {}
@@ -197,7 +183,7 @@ QVariant ABPerson::valueForProperty(const QString &property) const
     if (property == kABOrganizationProperty)
         return d->organization;
     if (property == kABEmailProperty)
-        return d->emails();
+        return d->emails;
     if (property == kABNoteProperty)
         return textOrNil(d->card().text("NOTE"));
     if (property == kABUIDProperty)
