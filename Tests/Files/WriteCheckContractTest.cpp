@@ -1,8 +1,8 @@
 #include <KVBase/KVPathUtils.h>
 #include <KVBase/Platform/KVNil.h>
 
-#include "Platform/Services/FileManager.h"
 #include "Support/FileFixtures.h"
+#include "Support/IdleFileManager.h"
 #include "Support/StubBundles.h"
 #include "Support/StubSystemVersions.h"
 
@@ -20,7 +20,7 @@ using namespace Tests;
 const QString nil;
 
 /// A file system that answers what a test wants to know of one path.
-struct StubFileManager final : FileManager {
+struct StubFileManager final : IdleFileManager {
     bool there = true;
     bool writable = true;
     std::optional<std::uint64_t> freeSize;
@@ -33,7 +33,6 @@ struct StubFileManager final : FileManager {
         return there;
     }
     bool isFolder(const QString &) override { return there; }
-    std::optional<FileAttributes> attributes(const QString &) override { return std::nullopt; }
     std::optional<FileSystemAttributes> fileSystemAttributes(const QString &) override
     {
         questions << "free";
@@ -41,27 +40,12 @@ struct StubFileManager final : FileManager {
             return std::nullopt;
         return FileSystemAttributes{*freeSize, *freeSize, false};
     }
-    bool forEachEntryBelow(const QString &, const std::function<WalkStep(const FolderEntry &)> &) override
-    {
-        return false;
-    }
-    bool createFile(const QString &, std::uint32_t) override { return false; }
-    bool createDirectory(const QString &, bool, std::uint32_t) override { return false; }
-    bool remove(const QString &) override { return false; }
-    bool move(const QString &, const QString &) override { return false; }
-    std::optional<QByteArray> read(const QString &, std::uint64_t) override { return std::nullopt; }
-    bool write(const QString &, const QByteArray &, const FileWriteOptions &) override { return false; }
-    int openForAppend(const QString &, std::uint32_t) override { return -1; }
     bool isWritable(const QString &) override
     {
         questions << "writable";
         return writable;
     }
     QString displayName(const QString &) override { return shownName; }
-    QString resolve(const QString &) override { return {}; }
-    OSStatus makeRef(const QString &, FSRef *, bool) override { return -43; }
-    QString refPath(const FSRef &) override { return {}; }
-    OSStatus refSpec(const FSRef &, FSSpec *) override { return -43; }
 };
 
 class KVWriteCheckTest : public testing::Test {

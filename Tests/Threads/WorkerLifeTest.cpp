@@ -1,9 +1,8 @@
-#include "Platform/Services/ConsoleSink.h"
 #include "Support/LoopDriver.h"
 #include "Support/Together.h"
+#include "Threads/WorkerSupport.h"
 
 #include <KVBase/KVBackgroundThread.h>
-#include <KVBase/Platform/NSException.h>
 
 #include <gtest/gtest.h>
 
@@ -13,26 +12,6 @@ namespace KVBase::Tests
 {
 namespace
 {
-
-/// A console that nobody reads.
-struct SilentConsole final : ConsoleSink {
-    void write(const QString &) override {}
-};
-
-class Target : public QObject {
-    Q_OBJECT
-public:
-    Q_INVOKABLE void add(int value) { sum += value; }
-    Q_INVOKABLE void raise() { throw NSException(QStringLiteral("N"), QStringLiteral("R")); }
-    std::atomic<int> sum{0};
-};
-
-class Delegate : public QObject {
-    Q_OBJECT
-public:
-    Q_INVOKABLE void handleBackgroundThreadException(const KVBase::NSException &) { ++calls; }
-    std::atomic<int> calls{0};
-};
 
 class KVBackgroundThreadLifeThreads : public testing::TestWithParam<LoopKind> {
 protected:
@@ -136,7 +115,7 @@ TEST_P(KVBackgroundThreadLifeThreads, SharedTargetsMayBeLetGoWhileTheirRequestsR
 {
     const auto worker = KVBackgroundThread::backgroundThread();
     std::atomic<int> ended{0};
-    struct Ending : Target {
+    struct Ending : AddingTarget {
         explicit Ending(std::atomic<int> &count) : ended(&count) {}
         ~Ending() override { ++*ended; }
         std::atomic<int> *ended;
@@ -187,7 +166,7 @@ TEST_P(KVBackgroundThreadLifeThreads, DelegatesComeAndGoWhileRequestsRaise)
     });
     int told = 0;
     while (!done) {
-        Delegate delegate;
+        CountingDelegate delegate;
         worker->setDelegate(&delegate);
         spin(std::chrono::milliseconds(0));
         told += delegate.calls;
@@ -238,5 +217,3 @@ TEST_P(KVBackgroundThreadLifeThreads, CoalescedFlushesOfManyThreadsReachTheWorke
 
 } // namespace
 } // namespace KVBase::Tests
-
-#include "WorkerLifeTest.moc"

@@ -1,44 +1,21 @@
-#include "Platform/Services/ConsoleSink.h"
 #include "Support/LoopDriver.h"
 #include "Support/Together.h"
+#include "Threads/WorkerSupport.h"
 
 #include <KVBase/KVBackgroundThread.h>
-#include <KVBase/Platform/NSException.h>
 
 #include <gtest/gtest.h>
-
-#include <atomic>
 
 namespace KVBase::Tests
 {
 namespace
 {
 
-/// A console that nobody reads.
-struct SilentConsole final : ConsoleSink {
-    void write(const QString &) override {}
-};
-
-class Target : public QObject {
-    Q_OBJECT
-public:
-    Q_INVOKABLE void add(int value) { sum += value; }
-    Q_INVOKABLE void raise() { throw NSException(QStringLiteral("N"), QStringLiteral("R")); }
-    std::atomic<int> sum{0};
-};
-
-class Delegate : public QObject {
-    Q_OBJECT
-public:
-    Q_INVOKABLE void handleBackgroundThreadException(const KVBase::NSException &) { ++calls; }
-    std::atomic<int> calls{0};
-};
-
 /// A running worker with its target and two delegates.
 struct Subject {
     Ref<KVBackgroundThread> worker = KVBackgroundThread::backgroundThreadWithName(QStringLiteral("Pairs"));
-    Target target;
-    Delegate delegates[2];
+    AddingTarget target;
+    CountingDelegate delegates[2];
 };
 
 const SharedOperation<Subject> kOperations[] = {
@@ -109,5 +86,3 @@ INSTANTIATE_TEST_SUITE_P(Loops, KVBackgroundThreadPairsThreads,
 
 } // namespace
 } // namespace KVBase::Tests
-
-#include "WorkerPairsTest.moc"
