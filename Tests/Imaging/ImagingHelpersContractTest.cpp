@@ -77,12 +77,18 @@ TEST(KVBitmapContextContractTest, TakesAnExponentNearZero)
     const struct {
         double gamma;
         std::uint8_t green;
-    } rows[] = {{0.0001, 255}, {0.001, 255}, {0.005, 254}, {0.008, 254}};
+    } rows[] = {{1e-300, 255}, {1e-9, 255},  {0.0001, 255}, {0.001, 255},
+                {0.005, 254},  {0.008, 254}, {0.02, 252}};
     for (const auto &row : rows) {
-        Bytes bytes = {7, 255, 128, 0, 7, 255, 128, 0, 7, 255, 128, 0, 7, 255, 128, 0, 7, 255, 128, 0};
-        const Bytes expected = {7, 255, row.green, 0,         7, 255, row.green, 0,         7, 255, row.green,
-                                0, 7,   255,       row.green, 0, 7,   255,       row.green, 0};
-        over(bytes, 5, 1, 20)->colorCorrectWithRedFactor(1, 1, 1, 1, row.gamma);
+        // More pixels than the widest vector holds, and some that are left over.
+        constexpr std::uint32_t kPixels = 37;
+        Bytes bytes;
+        Bytes expected;
+        for (std::uint32_t pixel = 0; pixel < kPixels; ++pixel) {
+            bytes.insert(bytes.end(), {7, 255, 128, 0});
+            expected.insert(expected.end(), {7, 255, row.green, 0});
+        }
+        over(bytes, kPixels, 1, kPixels * 4)->colorCorrectWithRedFactor(1, 1, 1, 1, row.gamma);
         EXPECT_EQ(bytes, expected) << row.gamma;
     }
 }

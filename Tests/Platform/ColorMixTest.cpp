@@ -44,7 +44,7 @@ TEST(ColorMixTest, GivesTheBytesOfThePlainLoopOnEveryInstructionSet)
         {0.9, 1.2, 1.1, 0.05, 0.1, 0.02}, {2, -1, 0.5, -0.3, 0.6, 0.2}, {1, 1, 1, 0, 0, 0}};
     for (const std::int64_t target : availableTargets()) {
         const ScopedTarget scoped(target);
-        for (const double gamma : {1.0, 2.2, 0.45}) {
+        for (const double gamma : {1.0, 2.2, 0.45, 0.1, 0.02, 0.008, 1e-4, 1e-300, 0.0, -0.5, 7.5, 300.0}) {
             const LevelTable table(gamma);
             for (std::size_t width = 0; width <= 70; ++width) {
                 Bytes pixels(4 * width);

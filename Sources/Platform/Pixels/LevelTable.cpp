@@ -57,7 +57,8 @@ std::int64_t LevelTable::restOf(double value) const
     return static_cast<std::int64_t>(rest << 16);
 }
 
-/// Takes as few leading bits as tell any two changes apart, and begins just below the first change.
+/// Takes as few leading bits as tell any two changes apart, and begins just below the first change: no lower
+/// than 0.
 void LevelTable::chooseCells(const std::vector<Change> &found)
 {
     std::uint64_t nearest = std::numeric_limits<std::uint64_t>::max();
@@ -65,7 +66,8 @@ void LevelTable::chooseCells(const std::vector<Change> &found)
         nearest = std::min(nearest, bitsOf(found[i].value) - bitsOf(found[i - 1].value));
     bitShift = std::min(kLargestShift, static_cast<int>(std::bit_width(nearest)) - 1);
     first = found.empty() ? static_cast<std::int64_t>(bitsOf(1) >> bitShift)
-                          : static_cast<std::int64_t>(bitsOf(found.front().value) >> bitShift) - 1;
+                          : std::max<std::int64_t>(
+                                static_cast<std::int64_t>(bitsOf(found.front().value) >> bitShift) - 1, 0);
 }
 
 LevelTable::LevelTable(double gamma) : exponent(gamma)
