@@ -24,7 +24,7 @@ std::chrono::nanoseconds deadlineOf(const QDateTime &date)
 }
 
 Request makeRequest(RequestKey::Kind kind, const KVTarget &target, const QString &name,
-                                     const QStringList &modes)
+                    const QStringList &modes)
 {
     Request request;
     request.key = {target.identity(), name, kind};
