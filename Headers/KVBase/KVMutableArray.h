@@ -25,7 +25,7 @@ public:
     KVMutableArray();
 
     /// `capacity` is a hint; it changes nothing but speed.
-    explicit KVMutableArray(std::uint32_t capacity);
+    KVMutableArray(std::uint32_t capacity);
     ~KVMutableArray() override;
 
     std::uint32_t count() const override;

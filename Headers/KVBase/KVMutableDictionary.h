@@ -22,7 +22,7 @@ public:
     KVMutableDictionary();
 
     /// `capacity` is a hint; it changes nothing but speed.
-    explicit KVMutableDictionary(std::uint32_t capacity);
+    KVMutableDictionary(std::uint32_t capacity);
     ~KVMutableDictionary() override;
 
     std::uint32_t count() const override;

@@ -22,7 +22,7 @@ namespace KVBase
 class KV_EXPORT KVObserverHelper {
 public:
     /// The observer is not retained: it owns the helper.
-    explicit KVObserverHelper(QObject *observer);
+    KVObserverHelper(QObject *observer);
 
     /// `cleanup()`.
     ~KVObserverHelper();

@@ -28,7 +28,7 @@ inline constexpr std::uint32_t NSCompositeSourceOver = 2;
 /// memory take the drawing and drop it. Used by one thread.
 class KV_EXPORT NSDrawingSession {
 public:
-    explicit NSDrawingSession(const Ref<NSImage> &image);
+    NSDrawingSession(const Ref<NSImage> &image);
     ~NSDrawingSession();
     NSDrawingSession(const NSDrawingSession &) = delete;
     NSDrawingSession &operator=(const NSDrawingSession &) = delete;
