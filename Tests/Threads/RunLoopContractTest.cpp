@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <unordered_map>
 
 namespace KVBase::Tests
 {
@@ -53,6 +54,10 @@ TEST(KVSelectorTest, KeepsItsTextAndCountsItsColons)
     EXPECT_EQ(KVSelector().colonCount(), 0);
     EXPECT_FALSE(KVSelector("a") == KVSelector("a:"));
     EXPECT_EQ(qHash(KVSelector("a:")), qHash(KVSelector(s("a:"))));
+    const std::unordered_map<KVSelector, int> numbers{{"a", 1}, {"a:", 2}, {KVSelector(), 3}};
+    EXPECT_EQ(numbers.at(KVSelector(s("a"))), 1);
+    EXPECT_EQ(numbers.at(KVSelector(s("a:"))), 2);
+    EXPECT_EQ(numbers.at(KVSelector()), 3);
 }
 
 class NSRunLoopRequestsTest : public LoopTest {};

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 namespace KVBase
@@ -45,5 +46,11 @@ private:
 };
 
 } // namespace KVBase
+
+/// The same hash for the standard containers.
+template <>
+struct std::hash<KVBase::KVSelector> {
+    std::size_t operator()(const KVBase::KVSelector &selector) const noexcept { return qHash(selector); }
+};
 
 Q_DECLARE_METATYPE(KVBase::KVSelector)
