@@ -47,9 +47,9 @@ TEST(VolumesTest, AFinalLinkIsFollowedWhereAsked)
 {
     const QString folder = freshFolder();
     putLink(folder + QStringLiteral("/link"), QStringLiteral("/proc"));
-    EXPECT_EQ(volumes().volumeOf(folder + QStringLiteral("/link"), true),
+    EXPECT_EQ(volumes().volumeOf(folder + QStringLiteral("/link")),
               volumes().volumeOf(QStringLiteral("/proc")));
-    EXPECT_EQ(volumes().volumeOf(folder + QStringLiteral("/link"), false), volumes().volumeOf(folder));
+    EXPECT_EQ(volumes().volumeOfLink(folder + QStringLiteral("/link")), volumes().volumeOf(folder));
 }
 
 TEST(VolumesTest, TheTemporaryFolderIsPrivateAndOnItsVolume)

@@ -14,8 +14,8 @@ struct KV_EXPORT Allocator {
     /// A block to be given back with `free`; null: no memory. A size of 0 gives a block as well.
     virtual void *allocate(std::size_t size) = 0;
 
-    /// The same, filled with zeros.
-    virtual void *allocateZeroed(std::size_t size) = 0;
+    /// The same, filled with zeros; unless overridden a block of `allocate` that is cleared.
+    virtual void *allocateZeroed(std::size_t size);
 
     /// Answers from `malloc` and `calloc`.
     static Allocator *makeDefault();

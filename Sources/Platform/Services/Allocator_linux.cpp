@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -42,6 +43,12 @@ struct LibraryAllocator final : Allocator {
 } // namespace
 
 Allocator::~Allocator() = default;
+
+void *Allocator::allocateZeroed(std::size_t size)
+{
+    void *block = allocate(size);
+    return block == nullptr ? nullptr : std::memset(block, 0, size);
+}
 
 Allocator *Allocator::makeDefault() { return new LibraryAllocator; }
 

@@ -11,6 +11,14 @@ template class Service<FileManager>;
 
 FileManager::~FileManager() = default;
 
+bool FileManager::isFolder(const QString &path)
+{
+    std::optional<FileAttributes> found = attributes(path);
+    if (found && found->isSymbolicLink())
+        found = attributes(resolve(path));
+    return found && found->isFolder();
+}
+
 QDateTime FileAttributes::modificationDate() const
 {
     return QDateTime::fromMSecsSinceEpoch(modifiedSeconds * 1000 + modifiedNanoseconds / 1'000'000, Qt::UTC);

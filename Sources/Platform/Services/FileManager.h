@@ -85,8 +85,9 @@ struct KV_EXPORT FileManager {
     /// Whether something is there; a final link is followed, so a dangling one does not count.
     virtual bool exists(const QString &path) = 0;
 
-    /// Whether a folder is there; a final link is followed.
-    virtual bool isFolder(const QString &path) = 0;
+    /// Whether a folder is there; a final link is followed. Unless overridden `attributes` and `resolve`
+    /// tell.
+    virtual bool isFolder(const QString &path);
 
     /// Links are not followed. Nothing when the item cannot be asked.
     virtual std::optional<FileAttributes> attributes(const QString &path) = 0;

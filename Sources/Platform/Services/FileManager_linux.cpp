@@ -351,7 +351,7 @@ OSStatus LinuxFileManager::refSpec(const FSRef &ref, FSSpec *spec)
     if (::lstat(reference->path.c_str(), &status) != 0)
         return statusOfError(errno, QByteArray::fromStdString(reference->path));
     const QString path = stringWithFileSystemRepresentation(reference->path);
-    return fillSpec(reference->path, Service<Volumes>::current()->volumeOf(path, false), spec);
+    return fillSpec(reference->path, Service<Volumes>::current()->volumeOfLink(path), spec);
 }
 
 } // namespace

@@ -21,11 +21,12 @@ struct KV_EXPORT TypeIdentifiers {
     /// The type that a file-name extension (without its dot) stands for; nil for nil and empty.
     virtual QString preferredIdentifier(const QString &extension) = 0;
 
-    /// The reverse: the extension that files of this type usually have; nil when none is known.
-    virtual QString preferredExtension(const QString &type) = 0;
+    /// The reverse: the extension that files of this type usually have; nil when none is known,
+    /// and unless overridden.
+    virtual QString preferredExtension(const QString &type);
 
-    /// The name of the MIME type; nil when none is known.
-    virtual QString mimeType(const QString &type) = 0;
+    /// The name of the MIME type; nil when none is known, and unless overridden.
+    virtual QString mimeType(const QString &type);
 
     /// Whether `type` is `other` or one of its kinds, through any number of levels.
     virtual bool conformsTo(const QString &type, const QString &other) = 0;

@@ -17,6 +17,10 @@ template class Service<TypeIdentifiers>;
 
 TypeIdentifiers::~TypeIdentifiers() = default;
 
+QString TypeIdentifiers::preferredExtension(const QString &) { return {}; }
+
+QString TypeIdentifiers::mimeType(const QString &) { return {}; }
+
 namespace
 {
 

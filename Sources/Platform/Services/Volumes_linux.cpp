@@ -24,6 +24,10 @@ template class Service<Volumes>;
 
 Volumes::~Volumes() = default;
 
+std::int16_t Volumes::volumeOfLink(const QString &path) { return volumeOf(path); }
+
+QString Volumes::nameAt(const QString &) { return {}; }
+
 using namespace NSPathUtilities;
 
 namespace
@@ -131,12 +135,8 @@ QString labelOfDeviceFile(const std::string &source)
 
 class LinuxVolumes final : public Volumes {
 public:
-    std::int16_t volumeOf(const QString &path, bool followLink) override
-    {
-        const std::optional<QByteArray> bytes = fileSystemRepresentation(path);
-        const auto status = bytes ? statusOf(bytes->constData(), followLink) : std::nullopt;
-        return status ? numberOf(status->st_dev, bytes->constData()) : std::int16_t(0);
-    }
+    std::int16_t volumeOf(const QString &path) override { return volumeOf(path, true); }
+    std::int16_t volumeOfLink(const QString &path) override { return volumeOf(path, false); }
 
     QString temporaryFolder(std::int16_t volume) override
     {
@@ -175,6 +175,13 @@ private:
         std::uint64_t device = 0;
         std::string top;
     };
+
+    std::int16_t volumeOf(const QString &path, bool followLink)
+    {
+        const std::optional<QByteArray> bytes = fileSystemRepresentation(path);
+        const auto status = bytes ? statusOf(bytes->constData(), followLink) : std::nullopt;
+        return status ? numberOf(status->st_dev, bytes->constData()) : std::int16_t(0);
+    }
 
     std::int16_t numberOf(std::uint64_t device, const char *path)
     {
