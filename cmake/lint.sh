@@ -15,7 +15,7 @@ inputs() {
             file = $1
             sub("^" root, "", file)
             sub("^(\\.\\./)+", "", file)
-            if (file ~ /^(Headers|Sources|Tools)\//) line = line file " "
+            if (file ~ /^(Headers|Sources|Tools)\// && file !~ /_autogen\//) line = line file " "
         }
         END { if (line != "") print line }' | grep -E '^[^ ]*\.cpp ' | sort -u
 }

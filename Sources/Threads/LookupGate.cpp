@@ -30,7 +30,8 @@ LookupGate::Seat *LookupGate::freeSeat() noexcept
         if (!seat->isTaken.load(std::memory_order_relaxed) &&
             !seat->isTaken.exchange(true, std::memory_order_acquire))
             return seat;
-    auto *const added = new Seat;
+    // Without memory for it the process ends.
+    auto *const added = new Seat; // NOLINT(bugprone-unhandled-exception-at-new)
     added->next = seats.load(std::memory_order_relaxed);
     while (!seats.compare_exchange_weak(added->next, added, std::memory_order_seq_cst))
         continue;

@@ -66,7 +66,7 @@ QString nameForSelector(const QObject *self, const KVSelector &selector)
     if (self == nullptr)
         return QString();
     // "[%p %@]", made by hand because every request needs it.
-    std::array<char, 2 * sizeof self> digits;
+    std::array<char, 2 * sizeof(std::uintptr_t)> digits;
     const auto end =
         std::to_chars(digits.begin(), digits.end(), reinterpret_cast<std::uintptr_t>(self), 16).ptr;
     const QLatin1StringView address(digits.begin(), end);

@@ -51,14 +51,14 @@ int run(const Options &options, const Context &context)
     for (const QString &text : inputsOrStandardInput(options.paths))
         elements.append(elementOf(text));
     const QVariantList kept = pick(options, elements).value_or(QVariantList());
-    QJsonArray list;
+    QStringList texts;
     for (const QVariant &element : kept)
-        list.append(element.toString());
+        texts.append(element.toString());
     if (context.json)
-        printJson(QJsonObject{{"kept", list}});
+        printJson(QJsonObject{{"kept", QJsonArray::fromStringList(texts)}});
     else
-        for (const QJsonValue &text : list)
-            printLine(text.toString());
+        for (const QString &text : texts)
+            printLine(text);
     return kept.isEmpty() ? kNegative : kSuccess;
 }
 
