@@ -9,9 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 namespace KVBase::Tests
 {
@@ -33,7 +37,29 @@ inline std::string nameOfLoop(const testing::TestParamInfo<LoopKind> &parameter)
     return {};
 }
 
-/// Makes the application object that a kind of loop needs, and keeps it while it lives.
+/// The threads of this process, those included that are just ending.
+inline std::ptrdiff_t runningThreads()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+/// How long a test waits for what must come; when it passes, the test has failed.
+inline constexpr std::chrono::seconds kNet(30);
+
+/// Waits, without running the loop, until `condition` holds. False when the net has passed.
+inline bool waitUntil(const std::function<bool()> &condition)
+{
+    const auto end = std::chrono::steady_clock::now() + kNet;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+/// Makes the application object that a kind of loop needs, and keeps it while it lives. In the end it waits
+/// for workers that are still ending: what they own would count as leaked when the process ends before them.
 template <class Application = QCoreApplication>
 class LoopDriver {
 public:
@@ -49,6 +75,9 @@ public:
     {
         application.reset();
         qunsetenv("QT_NO_GLIB");
+        // The threads of a user interface stay.
+        if constexpr (std::is_same_v<Application, QCoreApplication>)
+            waitUntil([this] { return runningThreads() <= threadsBefore; });
     }
 
     LoopDriver(const LoopDriver &) = delete;
@@ -57,6 +86,7 @@ public:
     std::unique_ptr<Application> application;
 
 private:
+    const std::ptrdiff_t threadsBefore = runningThreads();
     char name[8] = "threads";
     char *arguments[2] = {name, nullptr};
     int count = 1;
@@ -68,9 +98,6 @@ inline void spin(std::chrono::milliseconds duration)
     NSRunLoop::currentRunLoop()->runUntilDate(QDateTime::currentDateTime().addMSecs(duration.count()));
 }
 
-/// How long a test waits for what must come; when it passes, the test has failed.
-inline constexpr std::chrono::seconds kNet(30);
-
 /// Runs the calling thread's loop until `condition` holds. False when the net has passed.
 inline bool spinUntil(const std::function<bool()> &condition)
 {
@@ -79,18 +106,6 @@ inline bool spinUntil(const std::function<bool()> &condition)
         if (std::chrono::steady_clock::now() > end)
             return false;
         spin(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-/// Waits, without running the loop, until `condition` holds. False when the net has passed.
-inline bool waitUntil(const std::function<bool()> &condition)
-{
-    const auto end = std::chrono::steady_clock::now() + kNet;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        QThread::msleep(1);
     }
     return true;
 }
