@@ -37,6 +37,12 @@ inline std::string nameOfLoop(const testing::TestParamInfo<LoopKind> &parameter)
     return {};
 }
 
+#if defined(__has_feature)
+inline constexpr bool kIsWatched = __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kIsWatched = false;
+#endif
+
 /// The threads of this process, those included that are just ending.
 inline std::ptrdiff_t runningThreads()
 {
@@ -75,8 +81,8 @@ public:
     {
         application.reset();
         qunsetenv("QT_NO_GLIB");
-        // The threads of a user interface stay.
-        if constexpr (std::is_same_v<Application, QCoreApplication>)
+        // The threads of a user interface stay, and so does the one with which the thread sanitizer watches.
+        if constexpr (std::is_same_v<Application, QCoreApplication> && !kIsWatched)
             waitUntil([this] { return runningThreads() <= threadsBefore; });
     }
 
