@@ -595,18 +595,42 @@ TEST_P(KVBackgroundThreadQueueTest, CancelDropsWhatIsQueued)
 TEST_P(KVBackgroundThreadQueueTest, CancelInsideARequestDropsTheRestOfTheQueue)
 {
     const auto worker = running();
-    worker->perform([&] { worker->cancel(); }, KVFlushMode::Queue);
-    worker->performSelector("note", &target, {}, {}, KVFlushMode::Flush);
-    EXPECT_TRUE(waitUntil([&] {
-        std::atomic<bool> done{false};
-        worker->perform([&] { done = true; });
-        for (int turn = 0; turn < 100 && !done; ++turn)
-            QThread::msleep(1);
+    std::atomic<bool> begun{false};
+    std::atomic<bool> cancelled{false};
+    std::mutex gate;
+    std::unique_lock closed(gate);
+    worker->perform([&] {
+        begun = true;
+        const std::lock_guard lock(gate);
         worker->cancel();
-        return done.load();
-    }));
+        cancelled = true;
+    });
+    ASSERT_TRUE(waitUntil([&] { return begun.load(); }));
+    worker->performSelector("note:", &target, QStringLiteral("dropped"));
+    worker->performSelector("note:", &target, QStringLiteral("dropped too"), {}, KVFlushMode::Queue);
+    closed.unlock();
+    ASSERT_TRUE(waitUntil([&] { return cancelled.load(); }));
+    worker->performSelector("note:", &target, QStringLiteral("later"));
     worker->stop(true);
-    EXPECT_TRUE(target.calls().isEmpty() || target.calls() == list({"note"}));
+    EXPECT_EQ(target.calls(), list({"later"}));
+}
+
+TEST_P(KVBackgroundThreadQueueTest, CancelInsideARequestDropsWhatIsQueuedWithIt)
+{
+    const auto worker = running();
+    std::atomic<bool> cancelled{false};
+    worker->perform(
+        [&] {
+            worker->cancel();
+            cancelled = true;
+        },
+        KVFlushMode::Queue);
+    worker->performSelector("note:", &target, QStringLiteral("dropped"), {}, KVFlushMode::Queue);
+    worker->flush();
+    ASSERT_TRUE(waitUntil([&] { return cancelled.load(); }));
+    worker->performSelector("note:", &target, QStringLiteral("later"));
+    worker->stop(true);
+    EXPECT_EQ(target.calls(), list({"later"}));
 }
 
 TEST_P(KVBackgroundThreadQueueTest, CancelDropsAQueuedStopToo)
