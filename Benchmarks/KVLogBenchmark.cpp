@@ -1,3 +1,5 @@
+#include "ScratchFolder.h"
+
 #include <KVBase/KVLog.h>
 #include <KVBase/Platform/KVFormat.h>
 
@@ -20,23 +22,7 @@ using namespace KVBase;
 namespace
 {
 
-/// A folder in memory, so that the disk has no say; with a HOME of its own, so that no setting of the user's
-/// has.
-const std::string &folder()
-{
-    static const std::string *const made = [] {
-        std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm/kvlog-XXXXXX" : "/tmp/kvlog-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr)
-            std::abort();
-        setenv("HOME", name.c_str(), 1);
-        setenv("XDG_CONFIG_HOME", name.c_str(), 1);
-        std::atexit([] { (void)std::system(("rm -rf '" + folder() + "'").c_str()); });
-        return new std::string(name);
-    }();
-    return *made;
-}
-
-std::string fileFor(const char *contender) { return folder() + "/" + contender + ".log"; }
+std::string fileFor(const char *contender) { return scratchFolder() + "/" + contender + ".log"; }
 
 /// A log grows fast here, so it is emptied before each run.
 std::string emptyFileFor(const char *contender)
@@ -107,7 +93,7 @@ BENCHMARK(logLineRawWrite)->Name("LogLine/rawWrite")->UseRealTime();
 
 void disabledCall(benchmark::State &state)
 {
-    folder();
+    scratchFolder();
     KVLogSetDestination(0);
     for (auto _ : state)
         KVLog("%s took %d ms", kText, kNumber);

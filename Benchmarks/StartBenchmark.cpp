@@ -1,3 +1,5 @@
+#include "ScratchFolder.h"
+
 #include <KVBase/KVSystemProfiler.h>
 
 #include <benchmark/benchmark.h>
@@ -14,21 +16,6 @@ extern char **environ;
 
 namespace
 {
-
-/// A folder in memory for the log, with a HOME of its own, so that no setting of the user's has a say.
-const std::string &folder()
-{
-    static const std::string *const made = [] {
-        std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm/kvstart-XXXXXX" : "/tmp/kvstart-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr)
-            std::abort();
-        setenv("HOME", name.c_str(), 1);
-        setenv("XDG_CONFIG_HOME", name.c_str(), 1);
-        std::atexit([] { (void)std::system(("rm -rf '" + folder() + "'").c_str()); });
-        return new std::string(name);
-    }();
-    return *made;
-}
 
 /// The programs lie beside this one.
 std::string programNamed(const char *name)
@@ -56,7 +43,7 @@ double processorTime(int who)
 void start(benchmark::State &state, const char *name)
 {
     const std::string program = programNamed(name);
-    const std::string log = folder() + "/App.log";
+    const std::string log = scratchFolder() + "/App.log";
     char *const arguments[] = {const_cast<char *>(program.c_str()), const_cast<char *>(log.c_str()), nullptr};
     for (auto _ : state) {
         const double before = processorTime(RUSAGE_CHILDREN);

@@ -1,4 +1,5 @@
 #include "Imaging/ImagingSupport.h"
+#include "Support/OffscreenApplication.h"
 #include "Support/TestPaths.h"
 
 #include <KVBase/Platform/NSDrawingSession.h>
@@ -7,7 +8,6 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QtEndian>
-#include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
 
 #include <gmock/gmock.h>
@@ -216,12 +216,7 @@ class NSImageFilesTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        static int argc = 1;
-        static char name[] = "test";
-        static char *argv[] = {name, nullptr};
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        if (QCoreApplication::instance() == nullptr)
-            static QGuiApplication application(argc, argv);
+        Tests::makeOffscreenApplication();
         folder = scratchFolder() + QStringLiteral("/nsimage");
         QDir(folder).removeRecursively();
         ASSERT_TRUE(QDir().mkpath(folder));

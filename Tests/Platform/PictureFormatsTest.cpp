@@ -1,10 +1,10 @@
+#include "Support/OffscreenApplication.h"
 #include "Support/TestPaths.h"
 
 #include <KVBase/Platform/NSImage.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtGui/QGuiApplication>
 #include <QtGui/QImageReader>
 #include <QtGui/QImageWriter>
 
@@ -19,12 +19,7 @@ class PictureFormatsTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        static int argc = 1;
-        static char name[] = "test";
-        static char *argv[] = {name, nullptr};
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        if (QCoreApplication::instance() == nullptr)
-            static QGuiApplication application(argc, argv);
+        Tests::makeOffscreenApplication();
         ASSERT_TRUE(QDir().mkpath(folder));
     }
 
