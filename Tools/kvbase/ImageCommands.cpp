@@ -122,6 +122,36 @@ std::optional<NSSize> parsedSize(const std::string &text)
     return hasWidth && hasHeight ? std::optional(size) : std::nullopt;
 }
 
+void MadePicture::addTo(CLI::App &app, int shortest, int longest)
+{
+    const CLI::Range sides(shortest, longest);
+    const auto addSide = [&](const char *name, int &side, const char *description) {
+        CLI::Option *const option = app.add_option(name, side, description)->check(sides);
+        if (side == 0)
+            option->required();
+        else
+            option->capture_default_str();
+    };
+    app.add_option("-o,--output", output, "The file to write")->required();
+    addSide("--width", width, "Pixels across");
+    addSide("--height", height, "Pixels up");
+}
+
+int MadePicture::write(const Ref<NSImage> &image, const Context &context) const
+{
+    const QString path = QString::fromStdString(output);
+    QString error = QStringLiteral("The picture cannot be made");
+    if (image == nullptr || !image->writeToFile(path, &error)) {
+        complain(path + QStringLiteral(": ") + error);
+        return kFailure;
+    }
+    if (context.json)
+        printJson(QJsonObject{{QStringLiteral("output"), path},
+                              {QStringLiteral("width"), width},
+                              {QStringLiteral("height"), height}});
+    return kSuccess;
+}
+
 void ImageFiles::addTo(CLI::App &app)
 {
     app.add_option("FILE", files, "Pictures to work on")->required();

@@ -23,6 +23,19 @@ public:
     ImageCommandRegistration(const char *name, const char *description, CommandBuilder builder);
 };
 
+/// The options of a command that makes a picture of nothing, and the sides that it may have.
+struct MadePicture {
+    std::string output;
+    int width = 0;
+    int height = 0;
+
+    /// Adds -o, --width and --height; sides that are 0 so far must be given.
+    void addTo(CLI::App &app, int shortest, int longest);
+
+    /// Writes the picture to the output, and with --json what was written. nil: it could not be made.
+    int write(const KVBase::Ref<KVBase::NSImage> &image, const Context &context) const;
+};
+
 /// Width and height as "400x300"; nothing for another text.
 std::optional<KVBase::NSSize> parsedSize(const std::string &text);
 

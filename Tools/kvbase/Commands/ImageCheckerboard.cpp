@@ -18,50 +18,29 @@ namespace
 constexpr int kLongestSide = 32767;
 
 struct CheckerboardOptions {
-    std::string output;
-    int width = 0;
-    int height = 0;
+    MadePicture picture;
     bool isThumbnail = false;
 };
 
 /// nil: too large for memory.
 Ref<NSImage> checkerboard(const CheckerboardOptions &options)
 {
-    const std::int64_t pixels = std::int64_t{options.width} * options.height;
+    const std::int64_t pixels = std::int64_t{options.picture.width} * options.picture.height;
     if (pixels > std::int64_t{kMaximumBitmapBytes} / 4)
         return nullptr;
     const Ref<CIImage> endless = options.isThumbnail ? KVCIFilterUtils::sharedThumbnailCheckerboardImage()
                                                      : KVCIFilterUtils::sharedCheckerboardImage();
-    return NSImage::create(endless->render(
-        NSMakeRect(0, 0, static_cast<float>(options.width), static_cast<float>(options.height))));
-}
-
-int writeCheckerboard(const CheckerboardOptions &options, const Context &context)
-{
-    const QString output = QString::fromStdString(options.output);
-    const Ref<NSImage> image = checkerboard(options);
-    QString error = QStringLiteral("The picture cannot be made");
-    if (image == nullptr || !image->writeToFile(output, &error)) {
-        complain(output + QStringLiteral(": ") + error);
-        return kFailure;
-    }
-    if (context.json)
-        printJson(QJsonObject{{QStringLiteral("output"), output},
-                              {QStringLiteral("width"), options.width},
-                              {QStringLiteral("height"), options.height}});
-    return kSuccess;
+    return NSImage::create(endless->render(NSMakeRect(0, 0, static_cast<float>(options.picture.width),
+                                                      static_cast<float>(options.picture.height))));
 }
 
 const ImageCommandRegistration kCheckerboard{
     "checkerboard", "Make a picture of white and grey squares to lie behind others",
     [](CLI::App &app, const Context &context) {
         auto options = std::make_shared<CheckerboardOptions>();
-        const CLI::Range sides(1, kLongestSide);
-        app.add_option("-o,--output", options->output, "The file to write")->required();
-        app.add_option("--width", options->width, "Pixels across")->required()->check(sides);
-        app.add_option("--height", options->height, "Pixels up")->required()->check(sides);
+        options->picture.addTo(app, 1, kLongestSide);
         app.add_flag("--thumbnail", options->isThumbnail, "Squares of 5 pixels instead of 9");
-        return [options, &context] { return writeCheckerboard(*options, context); };
+        return [options, &context] { return options->picture.write(checkerboard(*options), context); };
     }};
 
 } // namespace
